@@ -1,0 +1,110 @@
+#ifndef TARQLOG_APPENDER_BASE_H_
+#define TARQLOG_APPENDER_BASE_H_
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "tarqlog/export.h"
+#include "tarqlog/format_func.h"
+#include "tarqlog/logrecord.h"
+#include "tarqlog/noncopyable.h"
+#include "tarqlog/severity.h"
+#include "tarqlog/thread_mutex.h"
+
+namespace tarqlog {
+
+namespace detail {
+
+/// Whether an object of type `Callable` can be called as a header function. boost::function's own
+/// constructor takes anything, so "converts to FormatHeaderFunc" would say nothing.
+template <class Callable>
+class IsHeaderCallable {
+    template <class C>
+    static auto Test(int)
+        -> decltype(static_cast<void>(std::declval<C&>()(std::declval<std::string&>(),
+                                                         std::declval<LogRecord const&>())),
+                    std::true_type());
+    template <class C>
+    static std::false_type Test(...);
+
+public:
+    static constexpr bool value =
+        decltype(Test<Callable>(0))::value && !std::is_same<Callable, FormatHeaderFunc>::value;
+};
+
+template <class Callable>
+FormatHeaderFunc ToFormatHeaderFunc(Callable&& callable) {
+    return FormatHeaderFunc(std::forward<Callable>(callable));
+}
+
+/// An empty std::function stays an empty function, which boost::function would not see by itself.
+template <class Result, class... Arguments>
+FormatHeaderFunc ToFormatHeaderFunc(std::function<Result(Arguments...)>&& function) {
+    return function ? FormatHeaderFunc(std::move(function)) : FormatHeaderFunc();
+}
+
+}  // namespace detail
+
+/// The base of every destination: filters by severity, builds the header and writes one record at a
+/// time, whichever threads they come from.
+///
+/// Append() and SetSeverity() are safe from any thread. Two rules for those who write a subclass:
+/// the destructor must not call the core or a logger, since appenders die under the core's
+/// exclusive lock; and DoAppend() is bound by what is said there.
+class TARQLOG_API AppenderBase : private log_utils::Noncopyable {
+public:
+    /// An appender with the library's own header, in full or short, see DefaultFormatHeaderFunc().
+    explicit AppenderBase(bool fullHeader);
+
+    /// An appender with a header of its own. With an empty function every accepted record throws
+    /// boost::bad_function_call.
+    explicit AppenderBase(FormatHeaderFunc const& formatHeader);
+
+    /// The same for anything that can be called so: a function, a lambda, a boost::bind. A null
+    /// function pointer is an empty function.
+    template <class Callable,
+              class = typename std::enable_if<detail::IsHeaderCallable<Callable>::value>::type>
+    explicit AppenderBase(Callable formatHeader)
+        : AppenderBase(detail::ToFormatHeaderFunc(std::move(formatHeader))) {}
+
+    virtual ~AppenderBase();
+
+protected:
+    /// Writes `record` to the destination. Called by Append() alone, with Mutex() held and Header()
+    /// filled for this record; what it throws reaches the thread that pushed the record.
+    ///
+    /// It runs under the core's shared lock: it must not add or remove sinks, nor wait for a thread
+    /// that logs or configures, nor take a lock that is elsewhere held around a log statement. It
+    /// may log; the record then passes through the same road within this one, this appender
+    /// included if it is routed there, and Header() holds the inner record's header from then on.
+    virtual void DoAppend(LogRecord const& record) = 0;
+
+public:
+    /// Writes `record` unless its text is empty or its severity is outside the mask. A record that
+    /// no logger pushed, and whose text thus lacks the NUL at its end, is ignored.
+    void Append(LogRecord const& record);
+
+    /// Replaces the mask, at first all six levels. Takes effect for later records.
+    void SetSeverity(Severity severity);
+
+    Severity GetSevertiy() const;
+
+    /// The header of the record being appended. For DoAppend() alone.
+    std::string const& Header() const;
+
+    /// The lock under which records are written: recursive, held by Append(). While an application
+    /// holds it, no other thread can write through this appender. Not to be held when the core is
+    /// configured.
+    threads::ThreadMutex& Mutex() const;
+
+private:
+    struct TARQLOG_HIDDEN Private;
+    std::unique_ptr<Private> const impl_;
+};
+
+}  // namespace tarqlog
+
+#endif  // TARQLOG_APPENDER_BASE_H_

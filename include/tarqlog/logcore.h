@@ -1,0 +1,97 @@
+#ifndef TARQLOG_LOGCORE_H_
+#define TARQLOG_LOGCORE_H_
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <boost/shared_ptr.hpp>
+
+#include "tarqlog/export.h"
+#include "tarqlog/logfilter.h"
+#include "tarqlog/severity.h"
+#include "tarqlog/sink_entry.h"
+
+namespace tarqlog {
+
+class LogRecord;
+class LogSink;
+
+/// The routing table: the registered sinks, 32 at the most, and the rules that say which logger
+/// reaches which of them.
+///
+/// Safe from any thread, but not from inside an appender: a change waits for every delivery in
+/// progress and would wait for its own. Threads that log step aside while a change waits. Each
+/// accepted change advances the configuration generation, by which loggers notice it. A lock that
+/// is refused throws log_utils::Error.
+class TARQLOG_API LogCore {
+public:
+    /// A core apart from the process-wide one; no logger uses it.
+    LogCore();
+
+    /// Releases the sinks. No thread may be using the core any more.
+    ~LogCore();
+
+    LogCore(LogCore const&) = delete;
+    LogCore& operator=(LogCore const&) = delete;
+
+    /// The process-wide core. Exists as soon as the library is loaded and is never destroyed; its
+    /// sinks are removed when the process exits.
+    static LogCore* Get();
+
+    /// Registers `sink`, with its appenders already in it, under `rules`, and shares its ownership.
+    /// Ignored without a report: no rules, a null sink, a sink without appenders, a 33rd sink. A
+    /// sink added twice receives its records twice.
+    void AddSink(const std::set<FilterRule>& rules, const boost::shared_ptr<LogSink>& sink);
+
+    /// Registers a new console sink on standard error that takes `severity` from every logger.
+    void AddDefaultSink(Severity severity);
+
+    /// Releases every sink; those that nobody else holds are destroyed under the core's lock.
+    void RemoveAllSinks();
+
+    /// Delivers `record` to those of `sinks` that take its severity, on this thread; drops it when
+    /// `generation` is no longer the core's. `generation` and `sinks` come from one CollectSinks().
+    /// Called by loggers. What an appender throws passes through.
+    void PushRecord(unsigned int generation, const std::vector<SinkEntry>& sinks,
+                    const LogRecord& record);
+
+    /// Replaces `sinks` by those that a logger with the tag `tagParts` reaches, in ascending index,
+    /// and returns the generation that the list belongs to. Called by loggers.
+    unsigned int CollectSinks(std::vector<SinkEntry>& sinks,
+                              const std::vector<std::string>& tagParts) const;
+
+    /// The number of the current configuration: 1 at first, never 0. Takes no lock.
+    unsigned int GetConfigGeneration() const;
+
+private:
+    friend class LoggerImpl;
+
+    struct TARQLOG_HIDDEN Private;
+
+    /// Waits while a change is waiting for the core, unless this thread holds a lock of the
+    /// library. For loggers, before they take a lock of their own.
+    TARQLOG_HIDDEN void StepAside() const;
+
+    std::unique_ptr<Private> const impl_;
+};
+
+/// Whether a LogForbiddenGuard has ended logging in this process. The library itself never asks: it
+/// is for callers that want to build no record any more.
+TARQLOG_API bool IsLoggingForbidden();
+
+/// Ends logging when it is destroyed: sets what IsLoggingForbidden() reports, for good, and removes
+/// all sinks of the process-wide core. Each of several guards does so.
+class TARQLOG_API LogForbiddenGuard {
+public:
+    LogForbiddenGuard();
+    ~LogForbiddenGuard();
+
+    LogForbiddenGuard(LogForbiddenGuard const&) = delete;
+    LogForbiddenGuard& operator=(LogForbiddenGuard const&) = delete;
+};
+
+}  // namespace tarqlog
+
+#endif  // TARQLOG_LOGCORE_H_

@@ -1,0 +1,47 @@
+#ifndef TARQLOG_LOGGER_H_
+#define TARQLOG_LOGGER_H_
+
+#include <memory>
+
+#include "tarqlog/export.h"
+#include "tarqlog/severity.h"
+
+namespace tarqlog {
+
+class LoggerImpl;
+class LogRecord;
+
+/// The named entry point of log records, built once per tag and used by any number of threads.
+///
+/// Ask HasSink() first; only when it is true, build a LogRecord, fill it and push it. Must outlive
+/// the records pushed through it, which refer to its tag. Do not call a logger from a signal
+/// handler.
+class TARQLOG_API Logger {
+public:
+    /// @param tag              the dotted tag: "core.db" lies below "core"; null or empty is the
+    /// root
+    /// @param underscoreAsDot  takes every '_' of the tag as a '.'
+    explicit Logger(const char* tag, bool underscoreAsDot = false);
+    ~Logger();
+
+    Logger(Logger const&) = delete;
+    Logger& operator=(Logger const&) = delete;
+
+    /// Whether a record of `severity` would reach a sink now. Two loads and no lock while the
+    /// configuration stays as it is. The first call after a change collects the routing anew, and
+    /// waits while another change is about to be made.
+    /// @throws log_utils::Error when a lock is refused, or what an allocation throws
+    bool HasSink(Severity severity);
+
+    /// Sets the record's tag, ends its text with a NUL and delivers it on this thread. The record
+    /// is dropped without a word when the configuration has changed since this logger's last
+    /// HasSink(), and when there was none. What an appender throws passes through.
+    void PushRecord(LogRecord& record);
+
+private:
+    std::unique_ptr<LoggerImpl> const impl_;
+};
+
+}  // namespace tarqlog
+
+#endif  // TARQLOG_LOGGER_H_

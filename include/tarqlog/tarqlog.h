@@ -1,0 +1,28 @@
+#ifndef TARQLOG_TARQLOG_H_
+#define TARQLOG_TARQLOG_H_
+
+// The whole library. Each header also stands alone.
+
+#include "tarqlog/appender_base.h"
+#include "tarqlog/assertion.h"
+#include "tarqlog/console_appender.h"
+#include "tarqlog/error.h"
+#include "tarqlog/export.h"
+#include "tarqlog/format_func.h"
+#include "tarqlog/logcore.h"
+#include "tarqlog/logfilter.h"
+#include "tarqlog/logger.h"
+#include "tarqlog/logrecord.h"
+#include "tarqlog/logsink.h"
+#include "tarqlog/logstream.h"
+#include "tarqlog/logsysinfo.h"
+#include "tarqlog/noncopyable.h"
+#include "tarqlog/scoped_lock.h"
+#include "tarqlog/severity.h"
+#include "tarqlog/sink_entry.h"
+#include "tarqlog/thread_annotations.h"
+#include "tarqlog/thread_mutex.h"
+#include "tarqlog/thread_shared_mutex.h"
+#include "tarqlog/version.h"
+
+#endif  // TARQLOG_TARQLOG_H_

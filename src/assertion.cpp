@@ -1,0 +1,14 @@
+#include "tarqlog/assertion.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace tarqlog {
+
+void AssertionFailed(char const* expression, char const* function, char const* file,
+                     int line) noexcept {
+    std::fprintf(stderr, "%s:%d: %s: Assertion '%s' failed.\n", file, line, function, expression);
+    std::abort();
+}
+
+}  // namespace tarqlog

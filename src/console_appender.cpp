@@ -1,0 +1,46 @@
+#include "tarqlog/console_appender.h"
+
+#include <cstdio>
+#include <string_view>
+
+#include "tarqlog/scoped_lock.h"
+
+#include "record_text.h"
+
+namespace tarqlog {
+
+namespace {
+
+// Makes the mutex when the library is loaded, before there are threads.
+[[maybe_unused]] threads::ThreadMutex* const forceCreate = &GetGlobalStreamMutex();
+
+}  // namespace
+
+struct ConsoleAppender::Private {
+    OutStreamType streamType;
+    threads::ThreadMutex* streamMutex;  // not owned
+};
+
+threads::ThreadMutex& GetGlobalStreamMutex() {
+    // Lives until the process is gone: threads that outlive main() and static destructors may still
+    // write to the console.
+    static threads::ThreadMutex& mutex = *new threads::ThreadMutex;
+    return mutex;
+}
+
+ConsoleAppender::ConsoleAppender(OutStreamType streamType)
+    : AppenderBase(true), impl_(new Private{streamType, &GetGlobalStreamMutex()}) {}
+
+ConsoleAppender::~ConsoleAppender() = default;
+
+void ConsoleAppender::DoAppend(LogRecord const& record) {
+    std::FILE* const stream = impl_->streamType != kStdout ? stderr : stdout;
+    std::string const& header = Header();
+    std::string_view const text = RecordText(record);
+    threads::ScopedLock const lock(*impl_->streamMutex);
+    std::fwrite(header.data(), header.size(), 1, stream);
+    std::fwrite(text.data(), text.size(), 1, stream);
+    std::fputc('\n', stream);
+}
+
+}  // namespace tarqlog

@@ -1,0 +1,186 @@
+#include "tarqlog/logcore.h"
+
+#include <atomic>
+
+#include <boost/make_shared.hpp>
+
+#include "tarqlog/assertion.h"
+#include "tarqlog/console_appender.h"
+#include "tarqlog/logrecord.h"
+#include "tarqlog/logsink.h"
+#include "tarqlog/scoped_lock.h"
+#include "tarqlog/thread_shared_mutex.h"
+
+#include "config_generation.h"
+#include "loghierarchy.h"
+#include "writer_gate.h"
+
+namespace tarqlog {
+
+class LogCoreImpl {
+public:
+    virtual ~LogCoreImpl() = default;
+
+    void AddSink(std::set<FilterRule> const& rules, boost::shared_ptr<LogSink> const& sink);
+    void AddDefaultSink(Severity severity);
+    void RemoveAllSinks();
+    void PushRecord(unsigned int generation, std::vector<SinkEntry> const& sinks,
+                    LogRecord const& record);
+    unsigned int CollectSinks(std::vector<SinkEntry>& sinks,
+                              std::vector<std::string> const& tagParts);
+    unsigned int GetConfigGeneration() const { return generation_.Get(); }
+    void StepAside() { gate_.StepAside(); }
+
+private:
+    threads::SharedMutex mutex_;
+    LogHierarchy hierarchy_ TARQLOG_GUARDED_BY(mutex_);
+    std::vector<boost::shared_ptr<LogSink>> sinks_ TARQLOG_GUARDED_BY(mutex_);
+    ConfigGeneration generation_;  // written under mutex_, read without it
+    WriterGate gate_;              // before mutex_, for readers and writers alike
+};
+
+struct LogCore::Private : public LogCoreImpl {};
+
+namespace {
+
+// Relaxed: the flag says that logging is over and guards nothing.
+std::atomic<bool> loggingIsForbidden{false};
+
+/// Makes the process-wide core, which is never destroyed: threads and static destructors may log
+/// until the very end.
+class LogCoreHolder {
+public:
+    LogCoreHolder() {
+        TARQLOG_ASSERT(!coreInstance);
+        coreInstance = new LogCore;
+    }
+
+    static LogCore* coreInstance;
+};
+
+LogCore* LogCoreHolder::coreInstance = nullptr;
+
+/// Makes the core when the library is loaded, and at exit closes what the sinks hold open.
+class LogCoreInitializer {
+public:
+    explicit LogCoreInitializer(LogCore* core) : core_(core) {}
+    ~LogCoreInitializer() { core_->RemoveAllSinks(); }
+
+    LogCoreInitializer(LogCoreInitializer const&) = delete;
+    LogCoreInitializer& operator=(LogCoreInitializer const&) = delete;
+
+private:
+    LogCore* const core_;
+};
+
+LogCoreInitializer const logCoreInitializer(LogCore::Get());
+
+}  // namespace
+
+void LogCoreImpl::AddSink(std::set<FilterRule> const& rules,
+                          boost::shared_ptr<LogSink> const& sink) {
+    if (rules.empty() || !sink || sink->Count() <= 0) {
+        return;
+    }
+    WriterGate::Passage const passage(gate_);
+    threads::ScopedLock const lock(mutex_);
+    if (sinks_.size() >= kMaxSinksCount) {
+        return;
+    }
+    generation_.Advance();
+    sinks_.push_back(sink);
+    hierarchy_.Add(rules, sinks_.size() - 1);
+}
+
+void LogCoreImpl::AddDefaultSink(Severity severity) {
+    std::set<FilterRule> rules;
+    rules.insert(FilterRule(severity));
+    boost::shared_ptr<LogSink> const sink = boost::make_shared<LogSink>();
+    sink->AddAppender(boost::make_shared<ConsoleAppender>(ConsoleAppender::kStderr));
+    AddSink(rules, sink);
+}
+
+void LogCoreImpl::RemoveAllSinks() {
+    WriterGate::Passage const passage(gate_);
+    threads::ScopedLock const lock(mutex_);  // waits for every delivery in progress
+    hierarchy_ = LogHierarchy();
+    for (boost::shared_ptr<LogSink>& sink : sinks_) {
+        sink.reset();  // in order; a vector may destroy its elements from the back
+    }
+    sinks_.clear();
+    generation_.Advance();
+}
+
+void LogCoreImpl::PushRecord(unsigned int generation, std::vector<SinkEntry> const& sinks,
+                             LogRecord const& record) {
+    StepAside();
+    threads::ScopedSharedLock const lock(mutex_);
+    if (generation != generation_.Get()) {
+        return;  // the list is another configuration's, and so is the record: it is dropped
+    }
+    for (SinkEntry const& entry : sinks) {
+        if ((entry.second & record.GetSeverity()) != 0) {
+            sinks_[entry.first]->Consume(record);
+        }
+    }
+}
+
+unsigned int LogCoreImpl::CollectSinks(std::vector<SinkEntry>& sinks,
+                                       std::vector<std::string> const& tagParts) {
+    StepAside();
+    threads::ScopedSharedLock const lock(mutex_);
+    hierarchy_.Collect(sinks, tagParts);
+    return generation_.Get();
+}
+
+LogCore::LogCore() : impl_(new Private) {}
+
+LogCore::~LogCore() = default;
+
+LogCore* LogCore::Get() {
+    static LogCoreHolder const holder;
+    return LogCoreHolder::coreInstance;
+}
+
+void LogCore::AddSink(const std::set<FilterRule>& rules, const boost::shared_ptr<LogSink>& sink) {
+    impl_->AddSink(rules, sink);
+}
+
+void LogCore::AddDefaultSink(Severity severity) {
+    impl_->AddDefaultSink(severity);
+}
+
+void LogCore::RemoveAllSinks() {
+    impl_->RemoveAllSinks();
+}
+
+void LogCore::PushRecord(unsigned int generation, const std::vector<SinkEntry>& sinks,
+                         const LogRecord& record) {
+    impl_->PushRecord(generation, sinks, record);
+}
+
+unsigned int LogCore::CollectSinks(std::vector<SinkEntry>& sinks,
+                                   const std::vector<std::string>& tagParts) const {
+    return impl_->CollectSinks(sinks, tagParts);
+}
+
+unsigned int LogCore::GetConfigGeneration() const {
+    return impl_->GetConfigGeneration();
+}
+
+void LogCore::StepAside() const {
+    impl_->StepAside();
+}
+
+bool IsLoggingForbidden() {
+    return loggingIsForbidden.load(std::memory_order_relaxed);
+}
+
+LogForbiddenGuard::LogForbiddenGuard() = default;
+
+LogForbiddenGuard::~LogForbiddenGuard() {
+    loggingIsForbidden.store(true, std::memory_order_relaxed);
+    LogCore::Get()->RemoveAllSinks();
+}
+
+}  // namespace tarqlog

@@ -1,0 +1,85 @@
+#include "tarqlog/logsysinfo.h"
+
+#include <pthread.h>
+#include <sys/time.h>
+
+#if defined(__linux__)
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
+
+namespace tarqlog {
+
+namespace {
+
+#if defined(__linux__)
+
+thread_local unsigned int threadId = 0;  // 0 until the thread has asked
+
+void ForgetThreadId() {
+    threadId = 0;
+}
+
+/// Asks the kernel once per thread, and again in the child of a fork, whose one thread is another.
+unsigned int SmallThreadId() {
+    if (threadId == 0) {
+        static int const registered = ::pthread_atfork(nullptr, nullptr, ForgetThreadId);
+        static_cast<void>(registered);
+        threadId = static_cast<unsigned int>(::syscall(SYS_gettid));
+    }
+    return threadId;
+}
+
+#else
+
+unsigned int SmallThreadId() {
+    return ::pthread_mach_thread_np(::pthread_self());
+}
+
+#endif
+
+}  // namespace
+
+// Constant-initialised: a record built by another library's static constructor finds them set.
+long long (*LogSysInfo::getTimeFunc_)() = GetLocalTimeInMs;
+unsigned int (*LogSysInfo::getThreadIdFunc_)() = GetThisThreadId;
+
+long long GetLocalTimeInMs() {
+    timeval now;
+    if (::gettimeofday(&now, nullptr) < 0) {
+        return 0;
+    }
+    return now.tv_sec * 1000LL + now.tv_usec / 1000;
+}
+
+unsigned int GetThisThreadId() {
+    return SmallThreadId();
+}
+
+long long (*LogSysInfo::SetGetTimeFunc(long long (*func)()))() {
+    long long (*const previous)() = getTimeFunc_;
+    if (func != nullptr) {
+        getTimeFunc_ = func;
+    }
+    return previous;
+}
+
+unsigned int (*LogSysInfo::SetGetThreadIdFunc(unsigned int (*func)()))() {
+    unsigned int (*const previous)() = getThreadIdFunc_;
+    if (func != nullptr) {
+        getThreadIdFunc_ = func;
+    }
+    return previous;
+}
+
+bool LogSysInfo::LocalTime(long seconds, std::tm* out) {
+    std::time_t const time = seconds;
+    return ::localtime_r(&time, out) == out;
+}
+
+bool LogSysInfo::GmTime(long seconds, std::tm* out) {
+    std::time_t const time = seconds;
+    return ::gmtime_r(&time, out) == out;
+}
+
+}  // namespace tarqlog

@@ -1,0 +1,70 @@
+#ifndef TARQLOG_SRC_WRITER_GATE_H_
+#define TARQLOG_SRC_WRITER_GATE_H_
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+
+#include "held_locks.h"
+
+namespace tarqlog {
+
+/// Lets writers through to a reader/writer lock that prefers readers, as the system's does: with
+/// enough threads logging, the lock is never free of readers and a writer would wait for ever.
+///
+/// A writer announces itself before it takes the lock; a reader steps aside, before it takes any
+/// lock, until the writers announced by then are done. Nobody waits here while holding a lock of
+/// the library: an appender that logs is a reader inside a delivery for which the writer waits.
+class WriterGate {
+public:
+    /// Returns at once when no writer is waiting. A relaxed load is enough: who reads an old 0
+    /// begins one more delivery, and reads the announcement the next time.
+    void StepAside() {
+        if (pending_.load(std::memory_order_relaxed) == 0 || threads::HeldLocks() != 0) {
+            return;
+        }
+        std::unique_lock<std::mutex> lock(mutex_);
+        WaitForWriters(lock, done_ + pending_.load(std::memory_order_relaxed));
+    }
+
+    /// A writer's way through: announced from construction to destruction, and constructed when the
+    /// writers before it are done.
+    class Passage {
+    public:
+        explicit Passage(WriterGate& gate) : gate_(gate) {
+            std::unique_lock<std::mutex> lock(gate_.mutex_);
+            unsigned long const before =
+                gate_.done_ + gate_.pending_.fetch_add(1, std::memory_order_relaxed);
+            if (threads::HeldLocks() == 0) {
+                gate_.WaitForWriters(lock, before);
+            }
+        }
+
+        ~Passage() {
+            std::lock_guard<std::mutex> const lock(gate_.mutex_);
+            gate_.pending_.fetch_sub(1, std::memory_order_relaxed);
+            ++gate_.done_;
+            gate_.changed_.notify_all();
+        }
+
+        Passage(Passage const&) = delete;
+        Passage& operator=(Passage const&) = delete;
+
+    private:
+        WriterGate& gate_;
+    };
+
+private:
+    void WaitForWriters(std::unique_lock<std::mutex>& lock, unsigned long count) {
+        changed_.wait(lock, [&] { return done_ >= count; });
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;        // a writer is done
+    std::atomic<unsigned long> pending_{0};  // announced and not done; written under mutex_
+    unsigned long done_ = 0;                 // guarded by mutex_
+};
+
+}  // namespace tarqlog
+
+#endif  // TARQLOG_SRC_WRITER_GATE_H_

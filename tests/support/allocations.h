@@ -1,0 +1,32 @@
+#ifndef TARQLOG_TESTS_SUPPORT_ALLOCATIONS_H_
+#define TARQLOG_TESTS_SUPPORT_ALLOCATIONS_H_
+
+#include <cstddef>
+
+namespace tarqlog {
+
+// Counts and refuses the calling thread's `new`, in programs that list support/allocations.cpp
+// among their sources. Prove in each such program that the count counts and the refusal strikes.
+
+/// How often this thread has called `new`.
+unsigned long AllocationCount();
+
+/// How many bytes this thread's last `new` asked for.
+std::size_t LastAllocationSize();
+
+/// While it lives, this thread's `new` throws std::bad_alloc after `allowed` more calls.
+class AllocationLimit {
+public:
+    explicit AllocationLimit(unsigned long allowed);
+    ~AllocationLimit();
+
+    AllocationLimit(AllocationLimit const&) = delete;
+    AllocationLimit& operator=(AllocationLimit const&) = delete;
+
+    /// How often `new` was refused.
+    unsigned long Refused() const;
+};
+
+}  // namespace tarqlog
+
+#endif  // TARQLOG_TESTS_SUPPORT_ALLOCATIONS_H_

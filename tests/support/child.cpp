@@ -1,0 +1,102 @@
+#include "support/child.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <stdexcept>
+
+namespace tarqlog {
+
+namespace {
+
+/// A nameless file for one of the child's standard streams: unlike a pipe it never makes anyone
+/// wait.
+class StreamFile {
+public:
+    explicit StreamFile(std::string const& content = "") : file_(std::tmpfile()) {
+        if (file_ == nullptr ||
+            std::fwrite(content.data(), 1, content.size(), file_) != content.size() ||
+            std::fflush(file_) != 0) {
+            throw std::runtime_error("cannot make a temporary file");
+        }
+        std::rewind(file_);
+    }
+    ~StreamFile() { std::fclose(file_); }
+
+    StreamFile(StreamFile const&) = delete;
+    StreamFile& operator=(StreamFile const&) = delete;
+
+    int Descriptor() const { return ::fileno(file_); }
+
+    std::string Content() const {
+        std::string content;
+        char buffer[65536];
+        for (;;) {
+            ssize_t const size =
+                ::pread(Descriptor(), buffer, sizeof buffer, static_cast<off_t>(content.size()));
+            if (size <= 0) {
+                return content;
+            }
+            content.append(buffer, static_cast<std::string::size_type>(size));
+        }
+    }
+
+private:
+    std::FILE* const file_;
+};
+
+ChildResult Run(std::string const& input, std::function<int()> const& body) {
+    StreamFile const in(input);
+    StreamFile const out;
+    StreamFile const err;
+    std::fflush(nullptr);  // or the child would write our own pending output a second time
+    pid_t const pid = ::fork();
+    if (pid < 0) {
+        throw std::runtime_error("cannot fork");
+    }
+    if (pid == 0) {
+        ::dup2(in.Descriptor(), STDIN_FILENO);
+        ::dup2(out.Descriptor(), STDOUT_FILENO);
+        ::dup2(err.Descriptor(), STDERR_FILENO);
+        int const status = body();
+        std::fflush(nullptr);
+        ::_exit(status);
+    }
+    int status = 0;
+    if (::waitpid(pid, &status, 0) != pid) {
+        throw std::runtime_error("cannot wait for a child");
+    }
+    ChildResult result;
+    if (WIFEXITED(status)) {
+        result.exitStatus = WEXITSTATUS(status);
+    } else {
+        result.signal = WTERMSIG(status);
+    }
+    result.output = out.Content();
+    result.errors = err.Content();
+    return result;
+}
+
+}  // namespace
+
+ChildResult RunProgram(std::string const& program, std::vector<std::string> const& arguments,
+                       std::string const& input) {
+    std::vector<char*> words;
+    words.push_back(const_cast<char*>(program.c_str()));
+    for (std::string const& argument : arguments) {
+        words.push_back(const_cast<char*>(argument.c_str()));
+    }
+    words.push_back(nullptr);
+    return Run(input, [&] {
+        ::execv(program.c_str(), words.data());
+        std::perror(program.c_str());
+        return 127;
+    });
+}
+
+ChildResult RunInChild(std::function<int()> const& body) {
+    return Run("", body);
+}
+
+}  // namespace tarqlog

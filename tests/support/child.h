@@ -1,0 +1,27 @@
+#ifndef TARQLOG_TESTS_SUPPORT_CHILD_H_
+#define TARQLOG_TESTS_SUPPORT_CHILD_H_
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tarqlog {
+
+/// How a child process ended and what it wrote.
+struct ChildResult {
+    int exitStatus = -1;  // -1 when a signal ended it
+    int signal = 0;       // 0 when it exited by itself
+    std::string output;
+    std::string errors;
+};
+
+/// Runs `program` (a path) with `arguments`, feeds it `input` and waits for its end.
+ChildResult RunProgram(std::string const& program, std::vector<std::string> const& arguments = {},
+                       std::string const& input = "");
+
+/// Runs `body` in a forked child, which leaves by _exit() with what `body` returns.
+ChildResult RunInChild(std::function<int()> const& body);
+
+}  // namespace tarqlog
+
+#endif  // TARQLOG_TESTS_SUPPORT_CHILD_H_
