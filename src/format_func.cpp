@@ -24,7 +24,11 @@ const char* SeverityToString(Severity severity) {
 }
 
 /// Appends what snprintf() made of a field, unless it failed or had to cut the field.
-void AppendField(std::string& header, char const (&field)[kFieldBytes], int length) {
+void AppendField(std::string& header, char const (&field)[kFieldBytes], int result) {
+    // Volatile, or the compiler would drop the test: it takes for granted that snprintf() never
+    // fails and what lengths a format can give.
+    int const volatile untrusted = result;
+    int const length = untrusted;
     if (length > 0 && length < kFieldBytes) {
         header.append(field, static_cast<std::string::size_type>(length));
     }

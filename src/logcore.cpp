@@ -73,6 +73,11 @@ private:
     LogCore* const core_;
 };
 
+// In a static build first of all static objects and thus destroyed last of them, as it is by itself
+// in a shared library: what the program's static destructors log is still delivered.
+#if defined(__linux__)
+__attribute__((init_priority(101)))
+#endif
 LogCoreInitializer const logCoreInitializer(LogCore::Get());
 
 }  // namespace

@@ -72,17 +72,6 @@ public:
 
     virtual ~AppenderBase();
 
-protected:
-    /// Writes `record` to the destination. Called by Append() alone, with Mutex() held and Header()
-    /// filled for this record; what it throws reaches the thread that pushed the record.
-    ///
-    /// It runs under the core's shared lock: it must not add or remove sinks, nor wait for a thread
-    /// that logs or configures, nor take a lock that is elsewhere held around a log statement. It
-    /// may log; the record then passes through the same road within this one, this appender
-    /// included if it is routed there, and Header() holds the inner record's header from then on.
-    virtual void DoAppend(LogRecord const& record) = 0;
-
-public:
     /// Writes `record` unless its text is empty or its severity is outside the mask. A record that
     /// no logger pushed, and whose text thus lacks the NUL at its end, is ignored.
     void Append(LogRecord const& record);
@@ -99,6 +88,16 @@ public:
     /// holds it, no other thread can write through this appender. Not to be held when the core is
     /// configured.
     threads::ThreadMutex& Mutex() const;
+
+protected:
+    /// Writes `record` to the destination. Called by Append() alone, with Mutex() held and Header()
+    /// filled for this record; what it throws reaches the thread that pushed the record.
+    ///
+    /// It runs under the core's shared lock: it must not add or remove sinks, which exit() does too,
+    /// nor wait for a thread that logs or configures, nor take a lock that is elsewhere held around
+    /// a log statement. It may log: that record passes along the same road within this one, through
+    /// this appender too if it is routed there, and Header() is the inner record's from then on.
+    virtual void DoAppend(LogRecord const& record) = 0;
 
 private:
     struct TARQLOG_HIDDEN Private;

@@ -1,29 +1,30 @@
 #ifndef TARQLOG_TESTS_SUPPORT_EVENT_H_
 #define TARQLOG_TESTS_SUPPORT_EVENT_H_
 
-#include <condition_variable>
-#include <mutex>
+#include <semaphore.h>
 
 namespace tarqlog {
 
-/// Something that happens once and that threads wait for.
+/// Something that happens once and that threads wait for. A semaphore, so that its waits are not
+/// among the mutexes and condition variables whose calls tests count.
 class Event {
 public:
-    void Set() {
-        std::lock_guard<std::mutex> const lock(mutex_);
-        set_ = true;
-        changed_.notify_all();
-    }
+    Event() { ::sem_init(&semaphore_, 0, 0); }
+    ~Event() { ::sem_destroy(&semaphore_); }
+
+    Event(Event const&) = delete;
+    Event& operator=(Event const&) = delete;
+
+    void Set() { ::sem_post(&semaphore_); }
 
     void Wait() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        changed_.wait(lock, [this] { return set_; });
+        while (::sem_wait(&semaphore_) != 0) {
+        }
+        ::sem_post(&semaphore_);  // for the next one
     }
 
 private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool set_ = false;  // guarded by mutex_
+    sem_t semaphore_;
 };
 
 }  // namespace tarqlog

@@ -1,0 +1,44 @@
+#include "support/rwlock_watch.h"
+
+#include <pthread.h>
+#include <sched.h>
+
+#include <cerrno>
+
+namespace tarqlog {
+
+Fault exclusiveLocks;
+Fault sharedLocks;
+Fault mutexLocks;
+Fault conditionWaits;
+
+void AwaitCalls(Fault const& fault, long calls) {
+    while (fault.Calls() < calls) {
+        ::sched_yield();
+    }
+}
+
+}  // namespace tarqlog
+
+// The next definitions are looked up once each: these calls are on every thread's road.
+
+extern "C" int pthread_rwlock_wrlock(pthread_rwlock_t* lock) {
+    static auto* const next = TARQLOG_NEXT(pthread_rwlock_wrlock);
+    return tarqlog::exclusiveLocks.Strikes() ? EDEADLK : next(lock);
+}
+
+extern "C" int pthread_rwlock_rdlock(pthread_rwlock_t* lock) {
+    static auto* const next = TARQLOG_NEXT(pthread_rwlock_rdlock);
+    return tarqlog::sharedLocks.Strikes() ? EDEADLK : next(lock);
+}
+
+extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) {
+    static auto* const next = TARQLOG_NEXT(pthread_mutex_lock);
+    return tarqlog::mutexLocks.Strikes() ? EDEADLK : next(mutex);
+}
+
+extern "C" int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+    static auto* const next = TARQLOG_NEXT(pthread_cond_wait);
+    tarqlog::conditionWaits.Strikes();
+    return next(condition, mutex);
+}
