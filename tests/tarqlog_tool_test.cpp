@@ -1,0 +1,1092 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <csignal>
+#include <functional>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/child.h"
+#include "support/temporary_directory.h"
+
+namespace tarqlog {
+namespace {
+
+char const* const kTool = TARQLOG_TOOL;
+
+using Arguments = std::vector<std::string>;
+
+/// Whether `pattern` stands at `position`, with a digit for each of its '#'.
+bool Matches(std::string const& text, std::string::size_type position, std::string const& pattern) {
+    std::string const part = text.substr(position, pattern.size());
+    return std::equal(
+        part.begin(), part.end(), pattern.begin(), pattern.end(), [](char character, char wanted) {
+            return wanted == '#' ? std::isdigit(static_cast<unsigned char>(character)) != 0
+                                 : character == wanted;
+        });
+}
+
+/// Takes time and thread id out of the records' headers: "I (stdin):text".
+std::string Masked(std::string const& output) {
+    static std::string const kTime = "[####-##-## ##:##:##.###][t:#";
+    std::string masked;
+    for (std::string::size_type i = 0; i < output.size(); ++i) {
+        if (output[i] == '[' && Matches(output, i, kTime)) {
+            i = output.find(']', i + kTime.size());
+        } else {
+            masked += output[i];
+        }
+    }
+    return masked;
+}
+
+/// Each run of digits becomes one '#'.
+std::string WithoutNumbers(std::string const& text) {
+    std::string masked;
+    for (char const character : text) {
+        bool const isDigit = std::isdigit(static_cast<unsigned char>(character)) != 0;
+        if (!isDigit) {
+            masked += character;
+        } else if (masked.empty() || masked.back() != '#') {
+            masked += '#';
+        }
+    }
+    return masked;
+}
+
+ChildResult RunTool(Arguments const& arguments, std::string const& input = "") {
+    ChildResult result = RunProgram(kTool, arguments, input);
+    result.output = Masked(result.output);
+    result.errors = Masked(result.errors);
+    return result;
+}
+
+/// What the tool writes to standard output when it ends well and has nothing to complain about.
+std::string Output(Arguments arguments, std::string const& input) {
+    arguments.insert(arguments.begin(), {"-o", "stdout"});
+    ChildResult const result = RunTool(arguments, input);
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.errors, "");
+    return result.output;
+}
+
+/// Runs a shell line in which "$0" is the tool.
+ChildResult RunShell(std::string const& line, std::string const& input = "") {
+    ChildResult result = RunProgram("/bin/sh", {"-c", line, kTool}, input);
+    result.output = Masked(result.output);
+    result.errors = Masked(result.errors);
+    return result;
+}
+
+/// The statistics up to the time, which is not the test's to say.
+std::string Stats(Arguments arguments, std::string const& input) {
+    arguments.push_back("--stats");
+    std::string const errors = RunTool(arguments, input).errors;
+    return errors.substr(0, errors.find(" seconds="));
+}
+
+/// The tool at the other end of pipes, killed if it is still there at the end.
+class RunningTool {
+public:
+    explicit RunningTool(
+        Arguments const& arguments, std::function<void()> const& prepare = [] {}) {
+        int in[2];
+        int out[2];
+        int err[2];
+        if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0 ||
+            ::pipe2(err, O_CLOEXEC) != 0) {
+            throw std::runtime_error("cannot make pipes");
+        }
+        std::vector<char*> words{const_cast<char*>(kTool)};
+        for (std::string const& argument : arguments) {
+            words.push_back(const_cast<char*>(argument.c_str()));
+        }
+        words.push_back(nullptr);
+        ::signal(SIGPIPE, SIG_IGN);  // a tool that has gone is a failed Write()
+        pid_ = ::fork();
+        if (pid_ < 0) {
+            throw std::runtime_error("cannot fork");
+        }
+        if (pid_ == 0) {
+            ::dup2(in[0], STDIN_FILENO);
+            ::dup2(out[1], STDOUT_FILENO);
+            ::dup2(err[1], STDERR_FILENO);
+            ::signal(SIGPIPE, SIG_DFL);
+            prepare();
+            ::execv(kTool, words.data());
+            ::_exit(127);
+        }
+        ::close(in[0]);
+        ::close(out[1]);
+        ::close(err[1]);
+        input_ = in[1];
+        output_ = out[0];
+        errors_ = err[0];
+    }
+
+    ~RunningTool() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+        }
+        CloseInput();
+        CloseOutput();
+        ::close(errors_);
+    }
+
+    RunningTool(RunningTool const&) = delete;
+    RunningTool& operator=(RunningTool const&) = delete;
+
+    void Write(std::string const& text) {
+        ASSERT_EQ(::write(input_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+
+    void CloseInput() { Close(input_); }
+    void CloseOutput() { Close(output_); }
+
+    std::string ReadOutputLine() { return ReadLine(output_); }
+    std::string ReadErrorLine() { return ReadLine(errors_); }
+
+    void Signal(int signal) { ::kill(pid_, signal); }
+
+    /// Waits until the system says that the tool sleeps. With a FILE for input it does so when its
+    /// output is a full pipe that nobody reads.
+    void WaitUntilItSleeps() const {
+        std::string const path = "/proc/" + std::to_string(pid_) + "/stat";
+        std::string state;
+        do {
+            state = ReadWholeFile(path);
+            state = state.substr(state.find(')') + 1, 3);
+        } while (state == " R " || state == " D ");
+    }
+
+    /// Whether the tool has ended; does not wait.
+    bool HasEnded() {
+        if (pid_ > 0 && ::waitpid(pid_, &status_, WNOHANG) == pid_) {
+            pid_ = -1;
+        }
+        return pid_ < 0;
+    }
+
+    /// Reads what the tool still has to say and waits for its end.
+    ChildResult Finish() {
+        ChildResult result;
+        result.output = ReadRest(output_);
+        result.errors = ReadRest(errors_);
+        if (!HasEnded() && ::waitpid(pid_, &status_, 0) == pid_) {
+            pid_ = -1;
+        }
+        result.exitStatus = WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
+        result.signal = WIFSIGNALED(status_) ? WTERMSIG(status_) : 0;
+        return result;
+    }
+
+private:
+    static void Close(int& descriptor) {
+        if (descriptor >= 0) {
+            ::close(descriptor);
+            descriptor = -1;
+        }
+    }
+
+    static std::string ReadLine(int descriptor) {
+        std::string line;
+        char character = 0;
+        while (character != '\n' && ::read(descriptor, &character, 1) == 1) {
+            line += character;
+        }
+        return Masked(line);
+    }
+
+    static std::string ReadRest(int descriptor) {
+        std::string text;
+        char buffer[4096];
+        for (;;) {
+            ssize_t const size = descriptor < 0 ? 0 : ::read(descriptor, buffer, sizeof buffer);
+            if (size <= 0) {
+                return Masked(text);
+            }
+            text.append(buffer, static_cast<std::string::size_type>(size));
+        }
+    }
+
+    pid_t pid_ = -1;
+    int status_ = 0;
+    int input_ = -1;
+    int output_ = -1;
+    int errors_ = -1;
+};
+
+std::string Repeat(std::string const& text, int times) {
+    std::string repeated;
+    for (int i = 0; i < times; ++i) {
+        repeated += text;
+    }
+    return repeated;
+}
+
+// Lines and files
+
+TEST(TarqlogToolTest, EachLineOfStandardInputIsARecordOnStandardErrorUnlessToldOtherwise) {
+    ChildResult const result = RunTool({}, "one\ntwo words\n");
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "I (stdin):one\nI (stdin):two words\n");
+}
+
+TEST(TarqlogToolTest, RecordHasTheFullHeaderOfTheConsole) {
+    std::string const line = RunProgram(kTool, {"-o", "stdout"}, "one\n").output;
+
+    EXPECT_EQ(WithoutNumbers(line), "I [#-#-# #:#:#.#][t:#](stdin):one\n");
+}
+
+TEST(TarqlogToolTest, LastLineWithoutLineFeedCounts) {
+    EXPECT_EQ(Output({}, "one\ntwo"), "I (stdin):one\nI (stdin):two\n");
+}
+
+TEST(TarqlogToolTest, NulInsideALineStays) {
+    std::string const input("a\0b\n\0\n", 6);
+
+    EXPECT_EQ(Output({}, input), std::string("I (stdin):a\0b\nI (stdin):\0\n", 26));
+}
+
+TEST(TarqlogToolTest, OneCarriageReturnBeforeTheLineFeedGoes) {
+    EXPECT_EQ(Output({}, "a\r\nb\r\r\nc\rd\n"), "I (stdin):a\nI (stdin):b\r\nI (stdin):c\rd\n");
+}
+
+TEST(TarqlogToolTest, CarriageReturnAtTheEndOfTheInputStays) {
+    EXPECT_EQ(Output({}, "a\r"), "I (stdin):a\r\n");
+}
+
+TEST(TarqlogToolTest, EmptyLinesAreNoRecords) {
+    EXPECT_EQ(Output({}, "\na\n\r\n\nb\n\n"), "I (stdin):a\nI (stdin):b\n");
+}
+
+TEST(TarqlogToolTest, EmptyInputGivesNothing) {
+    EXPECT_EQ(Output({}, ""), "");
+}
+
+TEST(TarqlogToolTest, FilesAreReadInOrderAndADashIsStandardInput) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "from a\n");
+    WriteWholeFile(directory.File("b"), "from b\n");
+
+    EXPECT_EQ(Output({directory.File("b"), "-", directory.File("a")}, "from input\n"),
+              "I (stdin):from b\nI (stdin):from input\nI (stdin):from a\n");
+}
+
+TEST(TarqlogToolTest, LineEndsWithItsFile) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "unfinished");
+    WriteWholeFile(directory.File("b"), "next\n");
+
+    EXPECT_EQ(Output({directory.File("a"), directory.File("b")}, ""),
+              "I (stdin):unfinished\nI (stdin):next\n");
+}
+
+TEST(TarqlogToolTest, StandardInputIsLeftAloneWhenThereAreFiles) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "from a\n");
+
+    EXPECT_EQ(Output({directory.File("a")}, "from input\n"), "I (stdin):from a\n");
+}
+
+TEST(TarqlogToolTest, FileMayHaveAnyName) {
+    TemporaryDirectory const directory;
+    for (std::string const name : {"[a,b]", "-x", "--to", "{}", "a=b"}) {
+        SCOPED_TRACE(name);
+        WriteWholeFile(directory.File(name), "text\n");
+        ChildResult const result =
+            RunShell("cd '" + directory.Path() + "' && \"$0\" -o stdout -- '" + name + "'");
+        EXPECT_EQ(result.output, "I (stdin):text\n");
+        EXPECT_EQ(result.errors, "");
+    }
+}
+
+TEST(TarqlogToolTest, LinesOfEveryLengthComeThroughWhole) {
+    std::string input;
+    std::string expected;
+    for (int size = 1; size < 1000; ++size) {  // half a MiB: many reads, cut anywhere
+        std::string const line(static_cast<std::string::size_type>(size), 'x');
+        input += line + "\n";
+        expected += "I (stdin):" + line + "\n";
+    }
+
+    EXPECT_TRUE(Output({}, input) == expected);
+}
+
+// Long lines
+
+TEST(TarqlogToolTest, LineAboveTheLimitIsSplit) {
+    struct {
+        char const* input;
+        char const* output;
+    } const kCases[] = {
+        {"abcd\n", "I (stdin):abcd\n"},
+        {"abcd\r\n", "I (stdin):abcd\n"},
+        {"abcd", "I (stdin):abcd\n"},
+        {"abcde\n", "I (stdin):abcd\nI (stdin):e\n"},
+        {"abcde\r\n", "I (stdin):abcd\nI (stdin):e\n"},
+        {"abcd\r", "I (stdin):abcd\nI (stdin):\r\n"},
+        {"abcd\r\r\n", "I (stdin):abcd\nI (stdin):\r\n"},
+        {"abcd\rx\n", "I (stdin):abcd\nI (stdin):\rx\n"},
+        {"abcdefgh\n", "I (stdin):abcd\nI (stdin):efgh\n"},
+        {"abcdefghi", "I (stdin):abcd\nI (stdin):efgh\nI (stdin):i\n"},
+        {"abcdefgh\nxy\n", "I (stdin):abcd\nI (stdin):efgh\nI (stdin):xy\n"},
+    };
+    for (auto const& row : kCases) {
+        SCOPED_TRACE(row.input);
+        EXPECT_EQ(Output({"--max-line", "4"}, row.input), row.output);
+    }
+}
+
+TEST(TarqlogToolTest, CarriageReturnAtTheLimitWaitsForWhatFollows) {
+    RunningTool tool({"-o", "stdout", "--max-line", "4"});
+    tool.Write("x\nabcd\r");
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):x\n");
+    tool.Write("\nabcd\r");
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):abcd\n");
+    tool.Write("e");
+    tool.CloseInput();
+
+    EXPECT_EQ(tool.Finish().output, "I (stdin):abcd\nI (stdin):\re\n");
+}
+
+TEST(TarqlogToolTest, LimitIsAMebibyteUnlessToldOtherwise) {
+    std::string const mebibyte(1024 * 1024, 'x');
+
+    std::string const atLimit =
+        "tarqlog: lines=1 delivered=1 trace=0 debug=0 info=1 warning=0 "
+        "error=0 fatal=0 filtered=0 empty=0 split=0 parent_tag=0 "
+        "bytes=1048577";
+    EXPECT_EQ(Stats({"-o", "stdout"}, mebibyte + "\n"), atLimit);
+    std::string const aboveLimit =
+        "tarqlog: lines=1 delivered=2 trace=0 debug=0 info=2 warning=0 "
+        "error=0 fatal=0 filtered=0 empty=0 split=1 parent_tag=0 "
+        "bytes=1048578";
+    EXPECT_EQ(Stats({"-o", "stdout"}, mebibyte + "y\n"), aboveLimit);
+}
+
+TEST(TarqlogToolTest, LimitMayBeGivenInKibibytesOrMebibytes) {
+    std::string const line(2049, 'x');
+
+    for (std::string const size : {"2K", "2k", "2048"}) {
+        SCOPED_TRACE(size);
+        EXPECT_EQ(Output({"--max-line", size}, line),
+                  "I (stdin):" + line.substr(1) + "\nI (stdin):x\n");
+    }
+    for (std::string const size : {"1M", "1m", "1024M"}) {
+        SCOPED_TRACE(size);
+        EXPECT_EQ(Output({"--max-line", size}, line), "I (stdin):" + line + "\n");
+    }
+}
+
+TEST(TarqlogToolTest, LaterPiecesHaveTheLevelAndTheTagOfTheFirst) {
+    EXPECT_EQ(
+        Output({"--max-line", "10", "--prio-prefix", "--sub-tags"}, "<3>db: abcd<4>io: x\nnext"),
+        "E (stdin.db):db: abc\nE (stdin.db):d<4>io: x\nI (stdin):next\n");
+}
+
+TEST(TarqlogToolTest, ColonAtTheEndOfAPieceIsNotAtTheEndOfTheLine) {
+    EXPECT_EQ(Output({"--max-line", "4", "--sub-tags"}, "abc:\nabc:x"),
+              "I (stdin.abc):abc:\nI (stdin):abc:\nI (stdin):x\n");
+}
+
+// Tags and levels
+
+TEST(TarqlogToolTest, TagIsTheOneGivenLast) {
+    EXPECT_EQ(Output({"-t", "web"}, "x\n"), "I (web):x\n");
+    EXPECT_EQ(Output({"--tag=a", "-t", "web.api"}, "x\n"), "I (web.api):x\n");
+}
+
+TEST(TarqlogToolTest, EmptyTagIsTheRoot) {
+    EXPECT_EQ(Output({"-t", "", "--sub-tags"}, "x\ndb: y\n"), "I ):x\nI (db):db: y\n");
+    EXPECT_EQ(Output({"--tag=", "--prio-prefix"}, "<4>x\n"), "W ):x\n");
+}
+
+TEST(TarqlogToolTest, LevelMayBeSpeltInManyWays) {
+    struct {
+        char letter;
+        Arguments spellings;
+    } const kCases[] = {
+        {'T', {"trace", "t", "T", "Trace", "TRACE"}},
+        {'D', {"debug", "d", "D", "7"}},
+        {'I', {"info", "i", "I", "notice", "6", "5"}},
+        {'W', {"warning", "warn", "w", "W", "4", "WARN"}},
+        {'E', {"error", "err", "e", "E", "3"}},
+        {'F', {"fatal", "f", "F", "crit", "alert", "emerg", "panic", "2", "1", "0"}},
+    };
+    for (auto const& row : kCases) {
+        for (std::string const& spelling : row.spellings) {
+            SCOPED_TRACE(spelling);
+            EXPECT_EQ(Output({"-p", spelling}, "x\n"), std::string(1, row.letter) + " (stdin):x\n");
+        }
+    }
+}
+
+TEST(TarqlogToolTest, LeadingPriorityIsTakenOffAndGivesTheLevel) {
+    struct {
+        char const* input;
+        char const* output;
+    } const kCases[] = {
+        {"<0>x", "F (stdin):x\n"},
+        {"<1>x", "F (stdin):x\n"},
+        {"<2>x", "F (stdin):x\n"},
+        {"<3>x", "E (stdin):x\n"},
+        {"<4>x", "W (stdin):x\n"},
+        {"<5>x", "I (stdin):x\n"},
+        {"<6>x", "I (stdin):x\n"},
+        {"<7>x", "D (stdin):x\n"},
+        {"<8>x", "F (stdin):x\n"},
+        {"<30>x", "I (stdin):x\n"},
+        {"<191>x", "D (stdin):x\n"},
+        {"<00000000000000000000000000000003>x", "E (stdin):x\n"},
+        {"<4> x", "W (stdin): x\n"},
+        {"<4><3>x", "W (stdin):<3>x\n"},
+        {"<99999999999999999999999999999999995>x", "E (stdin):x\n"},
+    };
+    for (auto const& row : kCases) {
+        SCOPED_TRACE(row.input);
+        EXPECT_EQ(Output({"--prio-prefix"}, row.input), row.output);
+    }
+}
+
+TEST(TarqlogToolTest, LineWithoutAPriorityStaysAsItIs) {
+    for (std::string const line :
+         {"x", "<>x", "<3x", "<a>x", "<3a>x", " <3>x", "<-3>x", "<3", "3>x", "<"}) {
+        SCOPED_TRACE(line);
+        EXPECT_EQ(Output({"--prio-prefix", "-p", "trace"}, line), "T (stdin):" + line + "\n");
+    }
+}
+
+TEST(TarqlogToolTest, LeadingPriorityIsTextUnlessAskedFor) {
+    EXPECT_EQ(Output({}, "<3>x\n"), "I (stdin):<3>x\n");
+}
+
+TEST(TarqlogToolTest, LineOfAPriorityAloneIsEmpty) {
+    EXPECT_EQ(Output({"--prio-prefix"}, "<3>\n<4>x\n"), "W (stdin):x\n");
+}
+
+TEST(TarqlogToolTest, SubTagExtendsTheTagAndStaysInTheText) {
+    struct {
+        char const* line;
+        char const* tag;
+    } const kCases[] = {
+        {"db.pool: timeout", "web.db.pool"},
+        {"db:\ttimeout", "web.db"},
+        {"db:", "web.db"},
+        {"a-b_C9: x", "web.a-b_C9"},
+        {"0: x", "web.0"},
+        {"[    1.303539] usb: x", "web.usb"},
+        {"[12345.678901] usb.core: x", "web.usb.core"},
+        {"[1.0] usb:", "web.usb"},
+    };
+    for (auto const& row : kCases) {
+        SCOPED_TRACE(row.line);
+        EXPECT_EQ(Output({"--sub-tags", "-t", "web"}, row.line),
+                  "I (" + std::string(row.tag) + "):" + row.line + "\n");
+    }
+}
+
+TEST(TarqlogToolTest, WhatIsNoSubTagIsText) {
+    for (
+        std::string const line :
+        {"http://host/x", "12:30:01 up",  "db:x",       "two words: x", "a..b: x",   ".a: x",
+         "a.: x",         ": x",          "db",         "db :x",        " db: x",    "d\xc3\xa4: x",
+         "usb 1-1: x",    "[1.0]db: x",   "[1.] db: x", "[.1] db: x",   "[1] db: x", "[a.0] db: x",
+         "[1.0 ] db: x",  "[1.0]\tdb: x", "[ ",         "[1.0",         "["}) {
+        SCOPED_TRACE(line);
+        EXPECT_EQ(Output({"--sub-tags"}, line), "I (stdin):" + line + "\n");
+    }
+}
+
+TEST(TarqlogToolTest, SubTagIsTextUnlessAskedFor) {
+    EXPECT_EQ(Output({}, "db: x\n"), "I (stdin):db: x\n");
+}
+
+TEST(TarqlogToolTest, SubTagOfMoreThan256BytesIsText) {
+    std::string const word(256, 'w');
+
+    EXPECT_EQ(Output({"--sub-tags", "-t", ""}, word + ": x"), "I (" + word + "):" + word + ": x\n");
+    EXPECT_EQ(Output({"--sub-tags"}, word + "w: x"), "I (stdin):" + word + "w: x\n");
+}
+
+TEST(TarqlogToolTest, SubTagIsLookedForAfterThePriority) {
+    EXPECT_EQ(Output({"--prio-prefix", "--sub-tags", "-t", "kernel"}, "<4>[    0.5] usb: x\n"),
+              "W (kernel.usb):[    0.5] usb: x\n");
+}
+
+TEST(TarqlogToolTest, BeyondTenThousandSubTagsLinesHaveTheTagOfTheTool) {
+    std::string input;
+    for (int i = 0; i < 10002; ++i) {
+        input += std::to_string(i) + ": x\n";
+    }
+    input += "9999: y\n0: y\nplain\n";
+
+    ChildResult const result = RunTool({"-o", "stdout", "--sub-tags", "--stats"}, input);
+
+    EXPECT_EQ(result.output.substr(result.output.find("I (stdin.9999)")),
+              "I (stdin.9999):9999: x\nI (stdin):10000: x\nI (stdin):10001: x\n"
+              "I (stdin.9999):9999: y\nI (stdin.0):0: y\nI (stdin):plain\n");
+    EXPECT_NE(result.errors.find(" parent_tag=2 "), std::string::npos) << result.errors;
+}
+
+// Destinations
+
+TEST(TarqlogToolTest, EachDestinationGetsEachLine) {
+    ChildResult const result = RunTool({"-o", "stdout", "--to", "stderr", "--to=stdout"}, "x\n");
+
+    EXPECT_EQ(result.output, "I (stdin):x\nI (stdin):x\n");
+    EXPECT_EQ(result.errors, "I (stdin):x\n");
+}
+
+TEST(TarqlogToolTest, DestinationTakesItsLevelsAlone) {
+    ChildResult const result =
+        RunTool({"--prio-prefix", "-o", "stderr,levels=warning+", "-o", "stdout,levels=info"},
+                "<3>e\n<4>w\n<6>i\n<7>d\n");
+
+    EXPECT_EQ(result.errors, "E (stdin):e\nW (stdin):w\n");
+    EXPECT_EQ(result.output, "I (stdin):i\n");
+}
+
+TEST(TarqlogToolTest, LevelsMayBeSpeltInManyWays) {
+    struct {
+        char const* levels;
+        char const* letters;
+    } const kCases[] = {
+        {"all", "TDIWEF"}, {"ALL", "TDIWEF"},   {"none", ""},         {"trace", "T"},
+        {"d", "D"},        {"Info", "I"},       {"notice", "I"},      {"4", "W"},
+        {"error", "E"},    {"panic", "F"},      {"trace+", "TDIWEF"}, {"debug+", "DIWEF"},
+        {"i+", "IWEF"},    {"warning+", "WEF"}, {"WARN+", "WEF"},     {"3+", "EF"},
+        {"fatal+", "F"},   {"WEF", "WEF"},      {"FED", "DEF"},       {"TDIWEF", "TDIWEF"},
+        {"TT", "T"},       {"W", "W"},
+    };
+    for (auto const& row : kCases) {
+        SCOPED_TRACE(row.levels);
+        std::string expected;
+        for (char const letter : std::string(row.letters)) {
+            expected += std::string(1, letter) + " (stdin):x\n";
+        }
+        std::string const destination = "stdout,levels=" + std::string(row.levels);
+        ChildResult const result = RunTool({"-p", "trace", "--prio-prefix", "-o", destination},
+                                           "x\n<7>x\n<6>x\n<4>x\n<3>x\n<2>x\n");
+        EXPECT_EQ(result.output, expected);
+        EXPECT_EQ(result.errors, "");
+    }
+}
+
+TEST(TarqlogToolTest, ThirtyTwoDestinationsAreTaken) {
+    Arguments arguments;
+    for (int i = 0; i < 32; ++i) {
+        arguments.insert(arguments.end(), {"-o", "stdout"});
+    }
+
+    EXPECT_EQ(RunTool(arguments, "x\n").output, Repeat("I (stdin):x\n", 32));
+}
+
+TEST(TarqlogToolTest, ThirtyThirdDestinationIsAnError) {
+    Arguments arguments;
+    for (int i = 0; i < 32; ++i) {
+        arguments.insert(arguments.end(), {"-o", "stdout"});
+    }
+    arguments.insert(arguments.end(), {"-o", "stderr"});
+
+    ChildResult const result = RunTool(arguments, "x\n");
+
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "tarqlog: --to 'stderr': more than 32 destinations; see --help\n");
+}
+
+TEST(TarqlogToolTest, DestinationLeavesTheNextArgumentToTheFiles) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "from a\n");
+
+    EXPECT_EQ(RunTool({"-o", "stdout", directory.File("a")}).output, "I (stdin):from a\n");
+}
+
+// Rules
+
+TEST(TarqlogToolTest, RuleIsForTheDestinationBeforeIt) {
+    ChildResult const result = RunTool({"-o", "stdout", "-r", "stdin=none", "-o", "stderr"}, "x\n");
+
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "I (stdin):x\n");
+}
+
+TEST(TarqlogToolTest, RuleBeforeAnyDestinationIsForAll) {
+    ChildResult const result =
+        RunTool({"--sub-tags", "--rule", "stdin.db=none", "-o", "stdout", "-o", "stderr"},
+                "db: x\nio: x\n");
+
+    EXPECT_EQ(result.output, "I (stdin.io):io: x\n");
+    EXPECT_EQ(result.errors, "I (stdin.io):io: x\n");
+}
+
+TEST(TarqlogToolTest, RuleIsForTheDefaultDestinationToo) {
+    EXPECT_EQ(RunTool({"--sub-tags", "-r", "stdin.db=none"}, "db: x\nio: x\n").errors,
+              "I (stdin.io):io: x\n");
+}
+
+TEST(TarqlogToolTest, LaterRuleForATagReplacesTheEarlier) {
+    EXPECT_EQ(Output({"-r", "stdin=none", "-r", "stdin=all"}, "x\n"), "I (stdin):x\n");
+    EXPECT_EQ(Output({"-r", "stdin=all", "-r", "..stdin.=none"}, "x\n"), "");
+}
+
+TEST(TarqlogToolTest, RuleOfADestinationReplacesTheOneForAll) {
+    ChildResult const result =
+        RunTool({"-r", "stdin=none", "-o", "stdout", "-r", "stdin=all", "-o", "stderr"}, "x\n");
+
+    EXPECT_EQ(result.output, "I (stdin):x\n");
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST(TarqlogToolTest, RuleWithoutATagIsTheRootRule) {
+    for (Arguments const& arguments :
+         {Arguments{"-r", "=warning+"}, Arguments{"-r=warning+"}, Arguments{"--rule", "=warning+"},
+          Arguments{"-r", ".=warning+"}}) {
+        Arguments all = {"--prio-prefix"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        EXPECT_EQ(Output(all, "<6>i\n<4>w\n"), "W (stdin):w\n");
+    }
+}
+
+TEST(TarqlogToolTest, MostSpecificRuleWins) {
+    EXPECT_EQ(Output({"--sub-tags", "-t", "web", "-r", "=none", "-r", "web.db=all", "-r",
+                      "web.db.pool=none"},
+                     "x\ndb: x\ndb.pool: x\ndb.pool.a: x\ndb.disk: x\ndbx: x\n"),
+              "I (web.db):db: x\nI (web.db.disk):db.disk: x\n");
+}
+
+TEST(TarqlogToolTest, TagOfARuleMayHoldAnEqualsSign) {
+    EXPECT_EQ(Output({"-t", "a=b", "-r", "a=b=none"}, "x\n"), "");
+}
+
+TEST(TarqlogToolTest, RecordPassesTheRuleAndThenTheLevelsOfTheDestination) {
+    EXPECT_EQ(
+        RunTool({"--prio-prefix", "-o", "stdout,levels=IW", "-r", "stdin=WE"}, "<6>i\n<4>w\n<3>e\n")
+            .output,
+        "W (stdin):w\n");
+}
+
+TEST(TarqlogToolTest, EndOfOptionsIsNoValue) {
+    EXPECT_EQ(Output({"-r", "stdin=none", "--", "-"}, "x\n"), "");
+}
+
+// Statistics
+
+TEST(TarqlogToolTest, StatisticsAccountForEachLine) {
+    std::string const input = "<7>d\n<6>i\n<5>i\n<4>w\n<3>e\n<2>f\nt\n\n<6>\n0123456789\n";
+
+    EXPECT_EQ(
+        Stats({"-p", "trace", "--prio-prefix", "--max-line", "4", "-o", "stdout,levels=TDIWE"},
+              input),
+        "tarqlog: lines=10 delivered=9 trace=4 debug=1 info=2 warning=1 error=1 fatal=0 "
+        "filtered=1 empty=2 split=2 parent_tag=0 bytes=48");
+}
+
+TEST(TarqlogToolTest, StatisticsAreOneLineWithTheTimeAtItsEnd) {
+    std::string const errors = RunTool({"-o", "stdout", "--stats"}, "x\n").errors;
+
+    EXPECT_EQ(WithoutNumbers(errors),
+              "tarqlog: lines=# delivered=# trace=# debug=# info=# warning=# error=# fatal=# "
+              "filtered=# empty=# split=# parent_tag=# bytes=# seconds=#.# lines_per_second=#\n");
+}
+
+TEST(TarqlogToolTest, LineIsDeliveredOnceWhateverTheNumberOfItsDestinations) {
+    EXPECT_EQ(Stats({"-o", "stdout", "-o", "stdout", "-o", "stdout,levels=none"}, "x\n"),
+              "tarqlog: lines=1 delivered=1 trace=0 debug=0 info=1 warning=0 error=0 fatal=0 "
+              "filtered=0 empty=0 split=0 parent_tag=0 bytes=2");
+}
+
+TEST(TarqlogToolTest, LineIsFilteredByRulesAndByLevels) {
+    std::string const expected =
+        "tarqlog: lines=3 delivered=1 trace=0 debug=0 info=0 warning=1 error=0 fatal=0 "
+        "filtered=2 empty=0 split=0 parent_tag=0 bytes=16";
+    std::string const input = "<4>w\n<6>i\ndb: x\n";
+
+    EXPECT_EQ(Stats({"--prio-prefix", "-o", "stdout", "-r", "=W"}, input), expected);
+    EXPECT_EQ(Stats({"--prio-prefix", "-o", "stdout,levels=W"}, input), expected);
+    EXPECT_EQ(Stats({"--prio-prefix", "-o", "stdout,levels=W", "-r", "=all", "-o", "stdout", "-r",
+                     "=none"},
+                    input),
+              expected);
+}
+
+TEST(TarqlogToolTest, RuleAndLevelsOfTwoDestinationsAreNotMixed) {
+    // The rules of the one and the levels of the other would let the line through.
+    EXPECT_EQ(Stats({"-o", "stdout,levels=W", "-o", "stdout", "-r", "=W"}, "x\n"),
+              "tarqlog: lines=1 delivered=0 trace=0 debug=0 info=0 warning=0 error=0 fatal=0 "
+              "filtered=1 empty=0 split=0 parent_tag=0 bytes=2");
+}
+
+TEST(TarqlogToolTest, StatisticsAddUpOverAllFiles) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "1\n2\n");
+
+    EXPECT_EQ(Stats({"-o", "stdout", directory.File("a"), "-", directory.File("a")}, "3"),
+              "tarqlog: lines=5 delivered=5 trace=0 debug=0 info=5 warning=0 error=0 fatal=0 "
+              "filtered=0 empty=0 split=0 parent_tag=0 bytes=9");
+}
+
+// When lines become visible, and where
+
+TEST(TarqlogToolTest, LineIsVisibleBeforeTheToolWaitsForMoreInput) {
+    RunningTool tool({"-o", "stdout", "-o", "stderr"});
+    for (std::string const line : {"one\n", "two\n", "three\n"}) {
+        tool.Write(line);
+        EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):" + line);
+        EXPECT_EQ(tool.ReadErrorLine(), "I (stdin):" + line);
+    }
+    tool.CloseInput();
+
+    EXPECT_EQ(tool.Finish().exitStatus, 0);
+}
+
+TEST(TarqlogToolTest, LinesOfTwoDestinationsInOneFileStayWholeAndInOrder) {
+    std::string input;
+    std::string expected;
+    for (int i = 0; i < 5000; ++i) {
+        std::string const line = std::to_string(i) + "\n";
+        input += line;
+        expected += "I (stdin):" + line + "I (stdin):" + line;
+    }
+
+    EXPECT_TRUE(RunShell("\"$0\" -o stdout -o stderr 2>&1", input).output == expected);
+}
+
+// Errors
+
+TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
+    struct {
+        Arguments arguments;
+        char const* errors;
+    } const kCases[] = {
+        {{"-o", "file"}, "--to 'file': unknown destination 'file', known are stdout or stderr"},
+        {{"--to="}, "--to '': unknown destination '', known are stdout or stderr"},
+        {{"-o", "stdout,color=on"}, "--to 'stdout,color=on': unknown setting 'color'"},
+        {{"-o", "stdout,levels=W,levels=E"},
+         "--to 'stdout,levels=W,levels=E': setting 'levels' is given twice"},
+        {{"-o", "stdout,"}, "--to 'stdout,': setting '' is not of the form key=value"},
+        {{"-o", "stdout,levels"},
+         "--to 'stdout,levels': setting 'levels' is not of the form key=value"},
+        {{"-o", "stdout,levels="}, "--to 'stdout,levels=': levels '' are unknown"},
+        {{"-o", "stdout,levels=loud"}, "--to 'stdout,levels=loud': levels 'loud' are unknown"},
+        {{"-o", "stdout,levels=wef"}, "--to 'stdout,levels=wef': levels 'wef' are unknown"},
+        {{"-o", "stdout,levels=8"}, "--to 'stdout,levels=8': levels '8' are unknown"},
+        {{"-o", "stdout,levels=all+"}, "--to 'stdout,levels=all+': level 'all' is unknown"},
+        {{"-o", "stdout,levels=+"}, "--to 'stdout,levels=+': level '' is unknown"},
+        {{"-o", R"(stdout,levels=a\,b\\c\d\)"},
+         R"(--to 'stdout,levels=a\,b\\c\d\': levels 'a,b\c\d\' are unknown)"},
+        {{"-r", "stdin"}, "--rule 'stdin': a rule is TAG=LEVELS"},
+        {{"-r", "stdin="}, "--rule 'stdin=': levels '' are unknown"},
+        {{"-r", "stdin=loud"}, "--rule 'stdin=loud': levels 'loud' are unknown"},
+        {{"-p", "loud"}, "--priority 'loud': level 'loud' is unknown"},
+        {{"-p", "8"}, "--priority '8': level '8' is unknown"},
+        {{"-p", "all"}, "--priority 'all': level 'all' is unknown"},
+        {{"-p", ""}, "--priority '': level '' is unknown"},
+        {{"--max-line", "0"}, "--max-line '0': not a number of bytes from 1 to 1024M"},
+        {{"--max-line", "-1"}, "--max-line '-1': not a number of bytes from 1 to 1024M"},
+        {{"--max-line", "1T"}, "--max-line '1T': not a number of bytes from 1 to 1024M"},
+        {{"--max-line", "K"}, "--max-line 'K': not a number of bytes from 1 to 1024M"},
+        {{"--max-line", "1025M"}, "--max-line '1025M': not a number of bytes from 1 to 1024M"},
+        {{"--max-line", "99999999999999999999"},
+         "--max-line '99999999999999999999': not a number of bytes from 1 to 1024M"},
+        {{"--loud"}, "unknown option --loud"},
+        {{"-x"}, "unknown option -x"},
+        {{"-o", "stdout", "file", "--loud"}, "unknown option --loud"},
+        {{"-o"}, "--to: 1 required DEST missing"},
+        {{"-p", "info", "-t"}, "--tag: 1 required TAG missing"},
+        {{"--lo\nud"}, "unknown option --lo?ud"},
+    };
+    for (auto const& row : kCases) {
+        SCOPED_TRACE(row.errors);
+        ChildResult const result = RunTool(row.arguments, "x\n");
+        EXPECT_EQ(result.exitStatus, 2);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "tarqlog: " + std::string(row.errors) + "; see --help\n");
+    }
+}
+
+TEST(TarqlogToolTest, FileThatCannotBeReadIsOneLineAndTheOthersGoOn) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "from a\n");
+    std::string const missing = directory.File("missing");
+
+    ChildResult const result = RunTool(
+        {"-o", "stdout", missing, directory.File("a"), directory.Path(), "-"}, "from input\n");
+
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.output, "I (stdin):from a\nI (stdin):from input\n");
+    EXPECT_EQ(result.errors, "tarqlog: " + missing + ": No such file or directory\n" +
+                                 "tarqlog: " + directory.Path() + ": Is a directory\n");
+}
+
+TEST(TarqlogToolTest, ComplaintIsOneLineWhateverTheNameOfTheFile) {
+    EXPECT_EQ(RunTool({"no\nsuch\x1b\x7f"}).errors,
+              "tarqlog: no?such??: No such file or directory\n");
+}
+
+TEST(TarqlogToolTest, StandardInputThatCannotBeReadIsAnError) {
+    ChildResult const result = RunShell("\"$0\" -o stdout </");
+
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.errors, "tarqlog: standard input: Is a directory\n");
+}
+
+// Signals
+
+TEST(TarqlogToolTest, StopSignalEndsTheWaitAndTheLineInHandIsLogged) {
+    for (int const signal : {SIGTERM, SIGINT, SIGHUP}) {
+        SCOPED_TRACE(signal);
+        RunningTool tool({"-o", "stdout", "--stats"});
+        tool.Write("one\n");
+        EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):one\n");
+        tool.Signal(signal);
+
+        ChildResult const result = tool.Finish();
+
+        EXPECT_EQ(result.exitStatus, 0);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors.substr(0, 28), "tarqlog: lines=1 delivered=1");
+    }
+}
+
+TEST(TarqlogToolTest, UnfinishedLineIsLoggedWhenASignalStopsTheTool) {
+    RunningTool tool({"-o", "stdout"});
+    tool.Write("one\nunfinished");
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):one\n");
+    tool.Signal(SIGTERM);
+
+    ChildResult const result = tool.Finish();
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output, "I (stdin):unfinished\n");
+}
+
+TEST(TarqlogToolTest, SignalDoesNotHideAFileThatCouldNotBeRead) {
+    RunningTool tool({"-o", "stdout", "/no/such/file", "-"});
+    tool.Write("one\n");
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):one\n");
+    tool.Signal(SIGTERM);
+
+    EXPECT_EQ(tool.Finish().exitStatus, 1);
+}
+
+TEST(TarqlogToolTest, StoppedToolOpensNoMoreFiles) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "from a\n");
+    RunningTool tool({"-o", "stdout", "-", directory.File("a"), "/no/such/file"});
+    tool.Write("one\n");
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):one\n");
+    tool.Signal(SIGTERM);
+
+    ChildResult const result = tool.Finish();
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST(TarqlogToolTest, BusyToolStopsAfterTheLineInHand) {
+    TemporaryDirectory const directory;
+    std::string const line = "a line of some length, so that the pipe is soon full\n";
+    WriteWholeFile(directory.File("a"), Repeat(line, 20000));
+    RunningTool tool({"-o", "stdout", directory.File("a")});
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):" + line);
+    tool.WaitUntilItSleeps();
+    tool.Signal(SIGTERM);
+
+    ChildResult const result = tool.Finish();
+
+    EXPECT_EQ(result.exitStatus, 0);
+    int const lines =
+        static_cast<int>(std::count(result.output.begin(), result.output.end(), '\n'));
+    EXPECT_LT(lines, 19999);
+    EXPECT_TRUE(result.output == Repeat("I (stdin):" + line, lines));
+}
+
+TEST(TarqlogToolTest, SecondSignalKills) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), Repeat("more than a pipe holds\n", 20000));
+    RunningTool tool({"-o", "stdout", directory.File("a")});
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):more than a pipe holds\n");
+    tool.WaitUntilItSleeps();
+    while (!tool.HasEnded()) {
+        tool.Signal(SIGTERM);
+    }
+
+    EXPECT_EQ(tool.Finish().signal, SIGTERM);
+}
+
+TEST(TarqlogToolTest, HangUpThatIsIgnoredStaysIgnored) {
+    RunningTool tool({"-o", "stdout"}, [] { ::signal(SIGHUP, SIG_IGN); });
+    tool.Write("one\n");
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):one\n");
+    tool.Signal(SIGHUP);
+    tool.Write("two\n");
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):two\n");
+    tool.Write("three\n");  // "two" may have come together with the signal
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):three\n");
+    tool.CloseInput();
+
+    EXPECT_EQ(tool.Finish().exitStatus, 0);
+}
+
+TEST(TarqlogToolTest, FifoIsReadOnceSomebodyWrites) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "from a\n");
+    ASSERT_EQ(::mkfifo(directory.File("fifo").c_str(), 0600), 0);
+    RunningTool tool({"-o", "stdout", directory.File("a"), directory.File("fifo")});
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):from a\n");
+    WriteWholeFile(directory.File("fifo"), "from the FIFO\n");
+
+    EXPECT_EQ(tool.Finish().output, "I (stdin):from the FIFO\n");
+}
+
+TEST(TarqlogToolTest, SignalEndsTheWaitForAWriterOfAFifo) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "from a\n");
+    ASSERT_EQ(::mkfifo(directory.File("fifo").c_str(), 0600), 0);
+    RunningTool tool({"-o", "stdout", directory.File("a"), directory.File("fifo")});
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):from a\n");
+    tool.Signal(SIGTERM);
+
+    EXPECT_EQ(tool.Finish().exitStatus, 0);
+}
+
+// Outputs that fail
+
+TEST(TarqlogToolTest, ReaderThatHasGoneEndsTheToolQuietly) {
+    RunningTool tool({"-o", "stdout"});
+    tool.CloseOutput();
+    tool.Write("one\n");
+
+    ChildResult const result = tool.Finish();
+
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST(TarqlogToolTest, FullDeviceIsOneLineAndEndsTheTool) {
+    ChildResult const result = RunShell("\"$0\" -o stdout --stats >/dev/full",
+                                        Repeat("more than a buffer holds\n", 50000));
+
+    EXPECT_EQ(result.exitStatus, 1);
+    std::string const expected = "tarqlog: standard output: No space left on device\n";
+    EXPECT_EQ(result.errors.substr(0, expected.size()), expected);
+    EXPECT_EQ(result.errors.find(" lines=50000 "), std::string::npos);
+}
+
+TEST(TarqlogToolTest, LateFailureToWriteCountsToo) {
+    ChildResult const result = RunShell("\"$0\" -o stdout >/dev/full", "one\n");
+
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.errors, "tarqlog: standard output: No space left on device\n");
+}
+
+TEST(TarqlogToolTest, FailureCountsWhereTwoDestinationsShareTheOutput) {
+    EXPECT_EQ(RunShell("\"$0\" -o stdout -o stderr >/dev/full 2>&1", "one\n").exitStatus, 1);
+}
+
+TEST(TarqlogToolTest, OutputClosedFromTheStartIsAnErrorWhereItIsUsed) {
+    ChildResult const used = RunShell("\"$0\" -o stdout >&-", "one\n");
+    EXPECT_EQ(used.exitStatus, 1);
+    EXPECT_EQ(used.errors, "tarqlog: standard output: Bad file descriptor\n");
+
+    ChildResult const unused = RunShell("\"$0\" -o stderr >&-", "one\n");
+    EXPECT_EQ(unused.exitStatus, 0);
+    EXPECT_EQ(unused.errors, "I (stdin):one\n");
+
+    EXPECT_EQ(RunShell("\"$0\" 2>&-", "one\n").exitStatus, 1);
+}
+
+TEST(TarqlogToolTest, ComplaintThatNobodyHearsEndsNothing) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "from a\n");
+
+    ChildResult const result =
+        RunShell("\"$0\" -o stdout /no/such/file '" + directory.File("a") + "' 2>&-");
+
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.output, "I (stdin):from a\n");
+}
+
+TEST(TarqlogToolTest, InputClosedFromTheStartIsEmptyAndItsNumberIsNoFiles) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), "from a\n");
+
+    ChildResult const result = RunShell("\"$0\" -o stdout - '" + directory.File("a") + "' - <&-");
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output, "I (stdin):from a\n");
+    EXPECT_EQ(result.errors, "");
+}
+
+// Help and version
+
+TEST(TarqlogToolTest, HelpFitsOneScreenAndNamesEachOption) {
+    for (std::string const option : {"-h", "--help"}) {
+        ChildResult const result = RunTool({option});
+        EXPECT_EQ(result.exitStatus, 0);
+        EXPECT_EQ(result.errors, "");
+        std::istringstream help(result.output);
+        int lines = 0;
+        for (std::string line; std::getline(help, line); ++lines) {
+            EXPECT_LE(line.size(), 80U) << line;
+        }
+        EXPECT_LE(lines, 24);
+        EXPECT_EQ(result.output.back(), '\n');
+        for (std::string const name :
+             {"-t,--tag", "-p,--priority", "--prio-prefix", "--sub-tags", "--max-line", "-o,--to",
+              "-r,--rule", "--stats", "-h,--help", "--version", "[FILE...]", "stdout", "stderr",
+              "levels=", "Example: "}) {
+            EXPECT_NE(result.output.find(name), std::string::npos) << name;
+        }
+    }
+}
+
+TEST(TarqlogToolTest, ExampleOfTheHelpWorks) {
+    std::string const help = RunTool({"--help"}).output;
+    std::string::size_type const begin = help.find("| tarqlog");
+    ASSERT_NE(begin, std::string::npos);
+
+    ChildResult const result = RunShell("tarqlog() { \"$0\" \"$@\"; }; cat " + help.substr(begin),
+                                        "<6>[    0.5] usbcore: x\n<4>[    0.6] hub: y\n");
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output, "W (kernel.hub):[    0.6] hub: y\n");
+    EXPECT_EQ(result.errors, "W (kernel.hub):[    0.6] hub: y\n");
+}
+
+TEST(TarqlogToolTest, HelpIsGivenWhateverTheOtherArguments) {
+    EXPECT_EQ(RunTool({"-o", "loud", "--loud", "--help"}).output, RunTool({"--help"}).output);
+}
+
+TEST(TarqlogToolTest, VersionIsOneLine) {
+    ChildResult const result = RunTool({"--version"});
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output, "tarqlog 1.0.0\n");
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST(TarqlogToolTest, AnswerThatCannotBeWrittenIsAnError) {
+    ChildResult const result = RunShell("\"$0\" --help >/dev/full");
+
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.errors, "tarqlog: standard output: No space left on device\n");
+}
+
+}  // namespace
+}  // namespace tarqlog

@@ -1,0 +1,209 @@
+#include "options.h"
+
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include <CLI/CLI.hpp>
+
+#include <tarqlog/logfilter.h>
+#include <tarqlog/version.h>
+
+#include "complaint.h"
+#include "levels.h"
+
+namespace tarqlog::tool {
+
+namespace {
+
+constexpr std::size_t kMaxDestinations = 32;  // as many sinks as the core takes
+constexpr unsigned long long kMaxLineLimit = 1 << 30;
+constexpr std::size_t kHelpColumn = 24;
+
+class HelpFormatter : public CLI::Formatter {
+public:
+    HelpFormatter() { column_width(kHelpColumn); }
+
+    std::string make_usage(CLI::App const*, std::string) const override {
+        return "Usage: tarqlog [OPTIONS] [FILE...]\n";
+    }
+};
+
+std::string Footer() {
+    return "DEST is " + DestinationNames() +
+           R"(, with settings: ,levels=LEVELS
+  (a comma or backslash in a setting's value is escaped by a backslash).
+LEVELS is all, none, a LEVEL, LEVEL+ for all from it up, or letters as in WEF.
+LEVEL is trace, debug, info, warning, error, fatal, the first letter of these,
+  or the system log's name (emerg to debug) or number (0 to 7).
+
+Example: dmesg --raw | tarqlog -t kernel --prio-prefix --sub-tags \
+             -o stdout -r kernel.usbcore=none -o stderr,levels=warning+)";
+}
+
+/// Destinations and rules in the order in which the command line names them.
+class Routing {
+public:
+    Routing() { AddRule("=all"); }
+
+    void AddDestination(std::string const& text) {
+        if (destinations_.size() == kMaxDestinations) {
+            throw UsageError("more than 32 destinations");
+        }
+        destinations_.push_back(MakeDestination(text));
+        destinations_.back().rules = generalRules_;
+    }
+
+    /// For the destination named last, or for all when none was named yet.
+    void AddRule(std::string const& text) {
+        std::string::size_type const equals = text.rfind('=');  // LEVELS have none, a tag may
+        if (equals == std::string::npos) {
+            throw UsageError("a rule is TAG=LEVELS");
+        }
+        FilterRule const rule(text.substr(0, equals), ToLevels(text.substr(equals + 1)));
+        std::set<FilterRule>& rules =
+            destinations_.empty() ? generalRules_ : destinations_.back().rules;
+        rules.erase(rule);  // the later of two rules for a tag counts
+        rules.insert(rule);
+    }
+
+    std::vector<Destination> Take() {
+        if (destinations_.empty()) {
+            AddDestination("stderr");
+        }
+        return std::move(destinations_);
+    }
+
+private:
+    std::set<FilterRule> generalRules_;
+    std::vector<Destination> destinations_;
+};
+
+std::size_t ToMaxLine(std::string const& text) {
+    char* end = nullptr;
+    unsigned long long const size = std::strtoull(text.c_str(), &end, 10);
+    std::string const unit = end;
+    int const shift = unit == "M" || unit == "m" ? 20 : unit == "K" || unit == "k" ? 10 : 0;
+    if ((shift == 0 && !unit.empty()) || size == 0 || size > kMaxLineLimit >> shift) {
+        throw UsageError("not a number of bytes from 1 to 1024M");
+    }
+    return static_cast<std::size_t>(size) << shift;
+}
+
+/// The options that take a value. Their order counts: a rule is for the destination before it.
+class ValueOptions {
+public:
+    explicit ValueOptions(CLI::App& app) : app_(app) {}
+
+    void Add(char const* names, char const* value, char const* help,
+             std::function<void(std::string const&)> apply) {
+        CLI::Option* const option = app_.add_option(names, CLI::callback_t(), help);
+        option->type_name(value)->option_text(value);
+        option->expected(1, CLI::detail::expected_max_vector_size);
+        option->allow_extra_args(false);  // each takes one value, what follows may be a FILE
+        apply_[option] = std::move(apply);
+    }
+
+    /// Applies the values as they stand on the command line.
+    void Apply() const {
+        std::map<CLI::Option const*, std::size_t> applied;
+        for (CLI::Option const* const option : app_.parse_order()) {
+            auto const known = apply_.find(option);
+            if (known == apply_.end()) {
+                continue;  // a flag
+            }
+            std::string const& value = option->results()[applied[option]++];
+            try {
+                known->second(value);
+            } catch (UsageError const& error) {
+                throw UsageError(option->get_name() + " '" + value + "': " + error.what());
+            }
+        }
+    }
+
+private:
+    CLI::App& app_;
+    std::map<CLI::Option const*, std::function<void(std::string const&)>> apply_;
+};
+
+/// The arguments from last to first, as CLI11 takes them. It would give "--tag=" the next argument
+/// for a value; as two arguments there is no doubt.
+std::vector<std::string> Arguments(int argc, char const* const* argv) {
+    std::vector<std::string> arguments;
+    while (--argc > 0) {
+        std::string argument = argv[argc];
+        bool const isLongOption = argument.size() > 3 && argument.compare(0, 2, "--") == 0;
+        if (isLongOption && argument.find('=') == argument.size() - 1) {
+            arguments.emplace_back();
+            argument.pop_back();
+        }
+        arguments.push_back(argument);
+    }
+    return arguments;
+}
+
+/// What CLI11 left: the FILEs, and options that it does not know.
+std::vector<std::string> ToFiles(std::vector<std::string> const& arguments) {
+    std::vector<std::string> files;
+    bool optionsEnded = false;
+    for (std::string const& argument : arguments) {
+        if (!optionsEnded && argument == "--") {
+            optionsEnded = true;
+        } else if (!optionsEnded && argument.size() > 1 && argument[0] == '-') {
+            throw UsageError("unknown option " + argument);
+        } else {
+            files.push_back(argument);
+        }
+    }
+    return files.empty() ? std::vector<std::string>{"-"} : files;
+}
+
+}  // namespace
+
+Options ParseOptions(int argc, char const* const* argv) {
+    Options options;
+    Routing routing;
+    CLI::App app("Logs each line of the FILEs, or of standard input, as one record.", "tarqlog");
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.footer(Footer());
+    app.allow_extras();  // the FILEs; as an option of CLI11's, "[a]" would be a list
+
+    ValueOptions values(app);
+    values.Add("-t,--tag", "TAG", "the dotted tag of the records (stdin)",
+               [&](std::string const& text) { options.tag = text; });
+    values.Add("-p,--priority", "LEVEL", "the level of lines that carry none (info)",
+               [&](std::string const& text) { options.level = ToLevel(text); });
+    app.add_flag("--prio-prefix", options.prioPrefix, "a leading <N> is the line's level");
+    app.add_flag("--sub-tags", options.subTags, "a leading word: or word.word: extends the tag");
+    values.Add("--max-line", "SIZE", "split lines above SIZE bytes, or with K, M (1M)",
+               [&](std::string const& text) { options.maxLine = ToMaxLine(text); });
+    values.Add("-o,--to", "DEST", "where records go (stderr); repeatable",
+               [&](std::string const& text) { routing.AddDestination(text); });
+    values.Add("-r,--rule", "TAG=LEVELS", "what the DEST before it, else each DEST, takes",
+               [&](std::string const& text) { routing.AddRule(text); });
+    app.add_flag("--stats", options.stats, "print counts and speed at the end");
+    app.set_help_flag("-h,--help", "print this help");
+    app.set_version_flag("--version", "tarqlog " TARQLOG_VERSION, "print the version");
+
+    try {
+        app.parse(Arguments(argc, argv));
+    } catch (CLI::CallForHelp const&) {
+        options.answer = app.help();
+        return options;
+    } catch (CLI::CallForVersion const& version) {
+        options.answer = std::string(version.what()) + "\n";
+        return options;
+    } catch (CLI::ParseError const& error) {
+        throw UsageError(error.what());
+    }
+    values.Apply();
+    options.destinations = routing.Take();
+    options.files = ToFiles(app.remaining());
+    return options;
+}
+
+}  // namespace tarqlog::tool

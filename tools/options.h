@@ -1,0 +1,32 @@
+#ifndef TARQLOG_TOOLS_OPTIONS_H_
+#define TARQLOG_TOOLS_OPTIONS_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <tarqlog/severity.h>
+
+#include "destination.h"
+
+namespace tarqlog::tool {
+
+/// What the command line asks for.
+struct Options {
+    std::string answer;  // to --help or --version; when there is one, nothing else is asked for
+    std::string tag = "stdin";
+    Severity level = kInfo;  // of lines that carry none
+    bool prioPrefix = false;
+    bool subTags = false;
+    bool stats = false;
+    std::size_t maxLine = 1024 * 1024;  // bytes
+    std::vector<Destination> destinations;
+    std::vector<std::string> files;  // "-" is standard input
+};
+
+/// @throws UsageError
+Options ParseOptions(int argc, char const* const* argv);
+
+}  // namespace tarqlog::tool
+
+#endif  // TARQLOG_TOOLS_OPTIONS_H_

@@ -1,0 +1,166 @@
+// tarqlog: reads lines and logs each as one record.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include <tarqlog/logcore.h>
+
+#include "complaint.h"
+#include "destination.h"
+#include "line_buffer.h"
+#include "line_logger.h"
+#include "options.h"
+#include "standard_streams.h"
+#include "stop_signal.h"
+
+namespace tarqlog::tool {
+
+namespace {
+
+constexpr int kFailureStatus = 1;
+constexpr int kUsageStatus = 2;
+
+/// One run over all inputs. The destinations are registered before.
+class Run {
+public:
+    explicit Run(Options const& options);
+
+    /// Returns the exit status.
+    int Execute();
+
+private:
+    bool LogFile(std::string const& name);
+    int LogInput(int descriptor);
+    void PrintStats() const;
+
+    std::chrono::steady_clock::time_point const start_ = std::chrono::steady_clock::now();
+    Options const& options_;
+    OutputStreams output_;
+    LineBuffer lines_;
+    LineLogger logger_;
+};
+
+Run::Run(Options const& options) : options_(options), lines_(options.maxLine), logger_(options) {
+    for (Destination const& destination : options.destinations) {
+        output_.Add(destination.stream);
+    }
+    output_.SetBuffers();
+}
+
+int Run::Execute() {
+    bool areAllRead = true;
+    for (std::string const& file : options_.files) {
+        areAllRead = LogFile(file) && areAllRead;
+        if (StopRequested() || !output_.AreIntact()) {
+            break;
+        }
+    }
+    LogCore::Get()->RemoveAllSinks();
+    bool const isAllWritten = output_.Flush();
+    output_.Report();
+    if (options_.stats) {
+        PrintStats();
+    }
+    return areAllRead && isAllWritten ? 0 : kFailureStatus;
+}
+
+/// False, and says so, when the file cannot be read to its end.
+bool Run::LogFile(std::string const& name) {
+    bool const isStandardInput = name == "-";
+    // Not blocking: a FIFO that nobody writes to is waited for like any other input.
+    int const flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    int const descriptor = isStandardInput ? STDIN_FILENO : ::open(name.c_str(), flags);
+    int const error = descriptor < 0 ? errno : LogInput(descriptor);
+    if (descriptor > STDIN_FILENO) {
+        ::close(descriptor);
+    }
+    if (error != 0) {
+        Complain((isStandardInput ? "standard input" : name) + ": " + std::strerror(error));
+    }
+    return error == 0;
+}
+
+/// Returns 0, or the `errno` of a failed read.
+int Run::LogInput(int descriptor) {
+    int error = 0;
+    lines_.Restart();
+    for (;;) {
+        Piece piece;
+        while (lines_.Next(piece)) {
+            logger_.Log(piece);
+            if (!output_.AreIntact() || StopRequested()) {
+                return error;
+            }
+        }
+        if (lines_.AtEnd() || !output_.Flush() || (StopRequested() && lines_.IsEmpty())) {
+            return error;
+        }
+        if (WaitForInput(descriptor)) {
+            error = lines_.Fill(descriptor);
+        } else {
+            lines_.End();
+        }
+    }
+}
+
+void Run::PrintStats() const {
+    std::chrono::duration<double> const elapsed = std::chrono::steady_clock::now() - start_;
+    Counts const& counts = logger_.GetCounts();
+    auto const& [trace, debug, info, warning, error, fatal] = counts.delivered;
+    std::fprintf(stderr,
+                 "tarqlog: lines=%llu delivered=%llu trace=%llu debug=%llu info=%llu warning=%llu "
+                 "error=%llu fatal=%llu filtered=%llu empty=%llu split=%llu parent_tag=%llu "
+                 "bytes=%llu seconds=%.3f lines_per_second=%.0f\n",
+                 counts.lines, trace + debug + info + warning + error + fatal, trace, debug, info,
+                 warning, error, fatal, counts.filtered, counts.empty, counts.split,
+                 counts.parentTag, lines_.BytesRead(), elapsed.count(),
+                 static_cast<double>(counts.lines) / elapsed.count());
+}
+
+int Answer(std::string const& text) {
+    OutputStreams output;
+    output.Add(stdout);
+    std::fwrite(text.data(), text.size(), 1, stdout);
+    bool const isWritten = output.Flush();
+    output.Report();
+    return isWritten ? 0 : kFailureStatus;
+}
+
+int Main(int argc, char const* const* argv) {
+    Options const options = ParseOptions(argc, argv);
+    if (!options.answer.empty()) {
+        return Answer(options.answer);
+    }
+    CatchStopSignals();
+    for (Destination const& destination : options.destinations) {
+        Register(destination);
+    }
+    return Run(options).Execute();
+}
+
+}  // namespace
+
+}  // namespace tarqlog::tool
+
+int main(int argc, char* argv[]) {
+    using tarqlog::tool::Complain;
+    tarqlog::tool::FillClosedDescriptors();
+    ::signal(SIGPIPE, SIG_IGN);  // a reader that has gone is a failed write
+    try {
+        return tarqlog::tool::Main(argc, argv);
+    } catch (tarqlog::tool::UsageError const& error) {
+        Complain(std::string(error.what()) + "; see --help");
+        return tarqlog::tool::kUsageStatus;
+    } catch (std::exception const& error) {
+        Complain(error.what());
+        return tarqlog::tool::kFailureStatus;
+    }
+}
