@@ -1,0 +1,51 @@
+# The front door. `make` alone prints what there is; CMake does the work.
+#
+# Targets that build first install the Debian packages that are missing. With SETUP=no nothing here
+# calls apt, sudo or the network. CXXFLAGS, CPPFLAGS and LDFLAGS go to the compiler and the linker;
+# CFLAGS has nothing to say, there is no C.
+
+PREFIX ?= /usr/local
+CTEST_PARALLEL_LEVEL ?= $(shell nproc 2>/dev/null || echo 1)
+export CFLAGS CPPFLAGS CXXFLAGS LDFLAGS CTEST_PARALLEL_LEVEL
+
+PLAIN = build/plain
+# Given each time: CMake itself would look at the environment once and never again. An optimisation
+# level in CXXFLAGS replaces that of the release build, which would come after it.
+FLAGS = -DCMAKE_CXX_FLAGS="$$CPPFLAGS $$CXXFLAGS" \
+	-DCMAKE_CXX_FLAGS_RELEASE="$(if $(filter -O%,$(CXXFLAGS)),,-O3 )-DNDEBUG" \
+	-DCMAKE_EXE_LINKER_FLAGS="$$LDFLAGS" -DCMAKE_SHARED_LINKER_FLAGS="$$LDFLAGS"
+set_up = $(if $(filter no,$(SETUP)),,@scripts/setup $(1))
+
+.PHONY: help setup build demo test install slips clean
+
+help: ## print this
+	@echo 'make TARGET [SETUP=no] [CXXFLAGS=...] [CPPFLAGS=...] [LDFLAGS=...]'
+	@sed -n 's/^\([a-z]*\):[^#]*## \(.*\)/  \1\t\2/p' Makefile | expand -t 12
+
+setup: ## install the Debian packages that the other targets need
+	$(call set_up,test)
+
+build: ## build the library and the tool for use, without tests, in build/plain
+	$(call set_up,demo)
+	cmake -S . -B $(PLAIN) -G Ninja -DCMAKE_BUILD_TYPE=Release -DTARQLOG_BUILD_TESTS=OFF \
+		-DCMAKE_INSTALL_PREFIX="$(PREFIX)" $(FLAGS)
+	cmake --build $(PLAIN)
+
+demo: build ## route this machine's own messages three ways, and count the lines
+	scripts/demo $(PLAIN)/tools/tarqlog
+
+test: ## build everything, warnings as errors, in build/release and run every test
+	$(call set_up,test)
+	cmake --preset release $(FLAGS)
+	cmake --build --preset release
+	ctest --preset release --output-junit junit.xml
+
+install: build ## install what `make build` built below PREFIX (/usr/local), DESTDIR in front
+	DESTDIR="$(DESTDIR)" cmake --install $(PLAIN)
+
+slips: ## show that the tests can fail: each slip in tests/slips must be noticed (TEST=logger)
+	$(call set_up,test)
+	scripts/slips $(TEST)
+
+clean: ## remove everything that was built
+	rm -rf build
