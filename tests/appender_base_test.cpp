@@ -24,6 +24,7 @@
 #include "support/allocations.h"
 #include "support/header_callables.h"
 #include "support/installed_hooks.h"
+#include "support/is_free.h"
 #include "support/noting_appender.h"
 #include "support/records.h"
 #include "support/rwlock_watch.h"
@@ -57,18 +58,6 @@ private:
     Script const script_;
     int count_ = 0;  // guarded by Mutex(): it is a race unless the base holds it
 };
-
-/// Whether another thread could take the mutex now.
-bool IsFree(threads::ThreadMutex& mutex) {
-    bool free = false;
-    std::thread([&] {
-        if (mutex.TryLock()) {
-            free = true;
-            mutex.Unlock();
-        }
-    }).join();
-    return free;
-}
 
 class AppenderBaseTest : public testing::Test {
 protected:

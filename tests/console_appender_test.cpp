@@ -23,6 +23,7 @@
 #include "support/event.h"
 #include "support/installed_hooks.h"
 #include "support/interpose.h"
+#include "support/is_free.h"
 #include "support/records.h"
 
 namespace tarqlog {
@@ -174,18 +175,6 @@ void const* Native(threads::ThreadMutex& mutex) {
     Journal const journal;
     threads::ScopedLock<threads::ThreadMutex> const lock(mutex);
     return journal.LastMutex();
-}
-
-/// Whether another thread could take the mutex now.
-bool IsFree(threads::ThreadMutex& mutex) {
-    bool free = false;
-    std::thread([&] {
-        if (mutex.TryLock()) {
-            free = true;
-            mutex.Unlock();
-        }
-    }).join();
-    return free;
 }
 
 class ConsoleAppenderTest : public testing::Test {

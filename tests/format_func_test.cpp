@@ -31,8 +31,12 @@ Fault fieldFault;
 int fieldAnswer = 0;  // what the struck call returns
 Fault calendarFault;
 
-/// A field of x's as long as the buffer takes, whatever the answer says.
-int AnswerWithLetters(char* buffer, std::size_t size) {
+/// What snprintf() does; when it is struck a field of x's as long as the buffer takes, whatever the
+/// answer says.
+int Format(char* buffer, std::size_t size, const char* format, std::va_list arguments) {
+    if (!fieldFault.Strikes()) {
+        return std::vsnprintf(buffer, size, format, arguments);
+    }
     std::memset(buffer, 'x', size - 1);
     buffer[size - 1] = '\0';
     return fieldAnswer;
@@ -42,12 +46,9 @@ int AnswerWithLetters(char* buffer, std::size_t size) {
 }  // namespace tarqlog
 
 extern "C" int snprintf(char* buffer, std::size_t size, const char* format, ...) noexcept {
-    if (tarqlog::fieldFault.Strikes()) {
-        return tarqlog::AnswerWithLetters(buffer, size);
-    }
     std::va_list arguments;
     va_start(arguments, format);
-    int const length = std::vsnprintf(buffer, size, format, arguments);
+    int const length = tarqlog::Format(buffer, size, format, arguments);
     va_end(arguments);
     return length;
 }
@@ -55,12 +56,9 @@ extern "C" int snprintf(char* buffer, std::size_t size, const char* format, ...)
 // What snprintf() is called in a build with _FORTIFY_SOURCE.
 extern "C" int __snprintf_chk(char* buffer, std::size_t size, int, std::size_t, const char* format,
                               ...) noexcept {
-    if (tarqlog::fieldFault.Strikes()) {
-        return tarqlog::AnswerWithLetters(buffer, size);
-    }
     std::va_list arguments;
     va_start(arguments, format);
-    int const length = std::vsnprintf(buffer, size, format, arguments);
+    int const length = tarqlog::Format(buffer, size, format, arguments);
     va_end(arguments);
     return length;
 }
