@@ -1,6 +1,7 @@
 #include "tarqlog/assertion.h"
 
 #include <csignal>
+#include <cstdio>
 #include <functional>
 #include <string>
 
@@ -43,6 +44,17 @@ TEST(AssertionTest, FailedOnePrintsOneLineAndAborts) {
         EXPECT_EQ(result.output, "");
         EXPECT_EQ(result.errors, expected.line);
     }
+}
+
+TEST(AssertionTest, LineIsPrintedWhenStandardErrorIsBuffered) {
+    ChildResult const result = RunInChild([] {
+        std::setvbuf(stderr, nullptr, _IOFBF, 4096);
+        AssertionFailed("buffered", "F", "some.cpp", 7);
+        return 0;
+    });
+
+    EXPECT_EQ(result.signal, SIGABRT);
+    EXPECT_EQ(result.errors, "some.cpp:7: F: Assertion 'buffered' failed.\n");
 }
 
 TEST(AssertionTest, TrueOnePassesInSilence) {

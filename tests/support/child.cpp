@@ -1,5 +1,6 @@
 #include "support/child.h"
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -56,6 +57,8 @@ ChildResult Run(std::string const& input, std::function<int()> const& body) {
         throw std::runtime_error("cannot fork");
     }
     if (pid == 0) {
+        rlimit const noCore = {0, 0};  // some children are meant to abort
+        ::setrlimit(RLIMIT_CORE, &noCore);
         ::dup2(in.Descriptor(), STDIN_FILENO);
         ::dup2(out.Descriptor(), STDOUT_FILENO);
         ::dup2(err.Descriptor(), STDERR_FILENO);
