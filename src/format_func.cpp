@@ -35,7 +35,7 @@ void AppendField(std::string& header, char const (&field)[kFieldBytes], int resu
 }
 
 void AppendTime(std::string& header, long long timeMs) {
-    std::tm time = {};  // stays so for a year that GmTime() cannot express
+    std::tm time = {};  // what GmTime() cannot fill in reads as zero
     LogSysInfo::GmTime(static_cast<long>(timeMs / 1000), &time);
     char field[kFieldBytes];
     int const length = std::snprintf(

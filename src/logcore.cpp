@@ -15,11 +15,17 @@
 #include "loghierarchy.h"
 #include "writer_gate.h"
 
+#if defined(__linux__)
+#define TARQLOG_INIT_FIRST __attribute__((init_priority(101)))
+#else
+#define TARQLOG_INIT_FIRST  // not to be had
+#endif
+
 namespace tarqlog {
 
 class LogCoreImpl {
 public:
-    virtual ~LogCoreImpl() = default;
+    virtual ~LogCoreImpl() { ReleaseSinks(); }  // without the lock: nobody uses the core any more
 
     void AddSink(std::set<FilterRule> const& rules, boost::shared_ptr<LogSink> const& sink);
     void AddDefaultSink(Severity severity);
@@ -32,6 +38,7 @@ public:
     void StepAside() { gate_.StepAside(); }
 
 private:
+    void ReleaseSinks() TARQLOG_REQUIRES(mutex_);
     threads::SharedMutex mutex_;
     LogHierarchy hierarchy_ TARQLOG_GUARDED_BY(mutex_);
     std::vector<boost::shared_ptr<LogSink>> sinks_ TARQLOG_GUARDED_BY(mutex_);
@@ -73,12 +80,9 @@ private:
     LogCore* const core_;
 };
 
-// In a static build first of all static objects and thus destroyed last of them, as it is by itself
-// in a shared library: what the program's static destructors log is still delivered.
-#if defined(__linux__)
-__attribute__((init_priority(101)))
-#endif
-LogCoreInitializer const logCoreInitializer(LogCore::Get());
+// First of all static objects and thus destroyed last of them also where the library is part of the
+// program: what the program's static destructors log is still delivered.
+TARQLOG_INIT_FIRST LogCoreInitializer const logCoreInitializer(LogCore::Get());
 
 }  // namespace
 
@@ -109,11 +113,15 @@ void LogCoreImpl::RemoveAllSinks() {
     WriterGate::Passage const passage(gate_);
     threads::ScopedLock const lock(mutex_);  // waits for every delivery in progress
     hierarchy_ = LogHierarchy();
+    ReleaseSinks();
+    generation_.Advance();
+}
+
+void LogCoreImpl::ReleaseSinks() {
     for (boost::shared_ptr<LogSink>& sink : sinks_) {
         sink.reset();  // in order; a vector may destroy its elements from the back
     }
     sinks_.clear();
-    generation_.Advance();
 }
 
 void LogCoreImpl::PushRecord(unsigned int generation, std::vector<SinkEntry> const& sinks,

@@ -20,11 +20,12 @@ void ForgetThreadId() {
     threadId = 0;
 }
 
-/// Asks the kernel once per thread, and again in the child of a fork, whose one thread is another.
+// In the child of a fork the one thread is another.
+[[maybe_unused]] int const registered = ::pthread_atfork(nullptr, nullptr, ForgetThreadId);
+
+/// Asks the kernel once per thread.
 unsigned int SmallThreadId() {
     if (threadId == 0) {
-        static int const registered = ::pthread_atfork(nullptr, nullptr, ForgetThreadId);
-        static_cast<void>(registered);
         threadId = static_cast<unsigned int>(::syscall(SYS_gettid));
     }
     return threadId;

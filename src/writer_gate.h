@@ -28,15 +28,15 @@ public:
     }
 
     /// A writer's way through: announced from construction to destruction, and constructed when the
-    /// writers before it are done.
+    /// writers before it are done, unless this thread holds a lock of the library.
     class Passage {
     public:
-        explicit Passage(WriterGate& gate) : gate_(gate) {
-            std::unique_lock<std::mutex> lock(gate_.mutex_);
-            unsigned long const before =
-                gate_.done_ + gate_.pending_.fetch_add(1, std::memory_order_relaxed);
+        explicit Passage(WriterGate& gate) : Passage(gate, gate.Announce()) {
+            // Announced by now: should the wait be left by an exception or by the thread's
+            // cancellation, the destructor takes the announcement back.
             if (threads::HeldLocks() == 0) {
-                gate_.WaitForWriters(lock, before);
+                std::unique_lock<std::mutex> lock(gate_.mutex_);
+                gate_.WaitForWriters(lock, before_);
             }
         }
 
@@ -51,15 +51,24 @@ public:
         Passage& operator=(Passage const&) = delete;
 
     private:
+        Passage(WriterGate& gate, unsigned long before) : gate_(gate), before_(before) {}
+
         WriterGate& gate_;
+        unsigned long const before_;  // how many writers have their turn first
     };
 
 private:
+    /// Returns how many writers were announced before, done or not.
+    unsigned long Announce() {
+        std::lock_guard<std::mutex> const lock(mutex_);
+        return done_ + pending_.fetch_add(1, std::memory_order_relaxed);
+    }
+
     void WaitForWriters(std::unique_lock<std::mutex>& lock, unsigned long count) {
         changed_.wait(lock, [&] { return done_ >= count; });
     }
 
-    std::mutex mutex_;
+    std::mutex mutex_;  // the standard one has no attributes for the compiler to check
     std::condition_variable changed_;        // a writer is done
     std::atomic<unsigned long> pending_{0};  // announced and not done; written under mutex_
     unsigned long done_ = 0;                 // guarded by mutex_

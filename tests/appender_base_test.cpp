@@ -1,6 +1,7 @@
 #include "tarqlog/appender_base.h"
 
 #include <climits>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -97,6 +98,21 @@ TEST_F(AppenderBaseTest, AppenderIsAbstractAndNeverCopied) {
     EXPECT_FALSE(std::is_move_constructible<NotingAppender>::value);
     EXPECT_FALSE(std::is_copy_assignable<NotingAppender>::value);
     EXPECT_FALSE(std::is_move_assignable<NotingAppender>::value);
+}
+
+TEST_F(AppenderBaseTest, PointerThatIsNoHeaderFunctionIsNotTakenForTrue) {
+    struct Appender : AppenderBase {
+        using AppenderBase::AppenderBase;
+        void DoAppend(LogRecord const&) override {}
+    };
+    EXPECT_TRUE((std::is_constructible<Appender, bool>::value));
+    EXPECT_TRUE((std::is_constructible<Appender, decltype(&WriteStar)>::value));
+    EXPECT_TRUE((std::is_constructible<Appender, std::nullptr_t>::value));
+
+    EXPECT_FALSE((std::is_constructible<Appender, const char*>::value));
+    EXPECT_FALSE((std::is_constructible<Appender, const char(&)[5]>::value));
+    EXPECT_FALSE((std::is_constructible<Appender, void (*)(std::string&)>::value));
+    EXPECT_FALSE((std::is_constructible<Appender, FormatHeaderFunc*>::value));
 }
 
 // What is accepted.

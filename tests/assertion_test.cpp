@@ -57,6 +57,23 @@ TEST(AssertionTest, LineIsPrintedWhenStandardErrorIsBuffered) {
     EXPECT_EQ(result.errors, "some.cpp:7: F: Assertion 'buffered' failed.\n");
 }
 
+#define TARQLOG_TEST_FALSE (1 == 2)
+
+TEST(AssertionTest, ExpressionIsPrintedAsItIsWritten) {
+    for (bool const ofHeader : {false, true}) {
+        ChildResult const result = RunInChild([&] {
+            if (ofHeader) {
+                TARQLOG_ASSERT_IN("some.h", TARQLOG_TEST_FALSE);
+            }
+            TARQLOG_ASSERT(TARQLOG_TEST_FALSE);
+            return 0;
+        });
+
+        EXPECT_NE(result.errors.find("Assertion 'TARQLOG_TEST_FALSE' failed."), std::string::npos)
+            << result.errors;
+    }
+}
+
 TEST(AssertionTest, TrueOnePassesInSilence) {
     ChildResult const result = RunInChild([] {
         CheckSmall(2);

@@ -219,16 +219,18 @@ TEST(LogCoreTest, SinkHeldElsewhereSurvivesItsRemoval) {
     EXPECT_EQ(sink->Count(), 1);
 }
 
-TEST(LogCoreTest, DestroyedCoreReleasesItsSinksWithoutALock) {
+TEST(LogCoreTest, DestroyedCoreReleasesItsSinksInOrderWithoutALock) {
     std::string died;
     auto core = std::make_unique<LogCore>();
-    core->AddSink(RootRule(kInfo),
-                  SinkOf(boost::make_shared<DyingAppender>('a', boost::ref(died))));
+    for (char const letter : {'a', 'b'}) {
+        core->AddSink(RootRule(kInfo),
+                      SinkOf(boost::make_shared<DyingAppender>(letter, boost::ref(died))));
+    }
     long const before = exclusiveLocks.Calls() + sharedLocks.Calls();
 
     core.reset();
 
-    EXPECT_EQ(died, "a");
+    EXPECT_EQ(died, "ab");
     EXPECT_EQ(exclusiveLocks.Calls() + sharedLocks.Calls(), before);
 }
 

@@ -1,5 +1,7 @@
 #include "writer_gate.h"
 
+#include <pthread.h>
+
 #include <memory>
 #include <thread>
 
@@ -138,6 +140,28 @@ TEST(WriterGateTest, WriterThatHoldsALockDoesNotWaitForItsTurn) {
     }).join();
 
     EXPECT_EQ(conditionWaits.Calls(), 0);
+}
+
+TEST(WriterGateTest, WriterCancelledInItsWaitHoldsNobodyUp) {
+    WriterGate gate;
+    auto first = std::make_unique<WriterGate::Passage>(gate);
+    pthread_t cancelled;
+    ::pthread_create(
+        &cancelled, nullptr,
+        [](void* argument) -> void* {
+            WriterGate::Passage const second(*static_cast<WriterGate*>(argument));
+            return nullptr;
+        },
+        &gate);
+    AwaitCalls(conditionWaits, 1);
+    ::pthread_cancel(cancelled);
+    void* result = nullptr;
+    ::pthread_join(cancelled, &result);
+    ASSERT_EQ(result, PTHREAD_CANCELED);
+
+    first.reset();
+    { WriterGate::Passage const next(gate); }
+    gate.StepAside();
 }
 
 }  // namespace

@@ -52,14 +52,16 @@ FormatHeaderFunc ToFormatHeaderFunc(std::function<Result(Arguments...)>&& functi
 /// time, whichever threads they come from.
 ///
 /// Append() and SetSeverity() are safe from any thread. Two rules for those who write a subclass:
-/// the destructor must not call the core or a logger, since appenders die under the core's
-/// exclusive lock; and DoAppend() is bound by what is said there.
+/// DoAppend() is bound by what is said there; and since appenders die under the core's exclusive
+/// lock, the destructor must not call the core or a logger, nor wait for a thread that does, nor
+/// take a lock that is elsewhere held around a log statement.
 class TARQLOG_API AppenderBase : private log_utils::Noncopyable {
 public:
     /// An appender with the library's own header, in full or short, see DefaultFormatHeaderFunc().
     explicit AppenderBase(bool fullHeader);
 
-    /// An appender with a header of its own. With an empty function every accepted record throws
+    /// An appender with a header of its own. The function is bound by the rules of DoAppend() and
+    /// must not log through this appender. With an empty one every accepted record throws
     /// boost::bad_function_call.
     explicit AppenderBase(FormatHeaderFunc const& formatHeader);
 
@@ -70,15 +72,22 @@ public:
     explicit AppenderBase(Callable formatHeader)
         : AppenderBase(detail::ToFormatHeaderFunc(std::move(formatHeader))) {}
 
+    /// Any other pointer would be taken for the bool `true`.
+    template <class Other,
+              class = typename std::enable_if<!detail::IsHeaderCallable<Other*>::value>::type>
+    explicit AppenderBase(Other*) = delete;
+
     virtual ~AppenderBase();
 
-    /// Writes `record` unless its text is empty or its severity is outside the mask. A record that
-    /// no logger pushed, and whose text thus lacks the NUL at its end, is ignored.
+    /// Writes `record` unless its text is empty or lacks the NUL that a logger appends, or its
+    /// severity is outside the mask. Takes Mutex() itself. What the header function or DoAppend()
+    /// throws passes through.
     void Append(LogRecord const& record);
 
     /// Replaces the mask, at first all six levels. Takes effect for later records.
     void SetSeverity(Severity severity);
 
+    /// The mask. The spelling is the interface's, for good.
     Severity GetSevertiy() const;
 
     /// The header of the record being appended. For DoAppend() alone.
@@ -93,10 +102,11 @@ protected:
     /// Writes `record` to the destination. Called by Append() alone, with Mutex() held and Header()
     /// filled for this record; what it throws reaches the thread that pushed the record.
     ///
-    /// It runs under the core's shared lock: it must not add or remove sinks, which exit() does too,
-    /// nor wait for a thread that logs or configures, nor take a lock that is elsewhere held around
-    /// a log statement. It may log: that record passes along the same road within this one, through
-    /// this appender too if it is routed there, and Header() is the inner record's from then on.
+    /// It runs under the core's shared lock: it must not add or remove sinks, which exit() does
+    /// too, nor wait for a thread that logs or configures, nor take a lock that is elsewhere held
+    /// around a log statement. It may log: that record passes along the same road within this one,
+    /// through this appender too if it is routed there, and Header() is the inner record's from
+    /// then on.
     virtual void DoAppend(LogRecord const& record) = 0;
 
 private:

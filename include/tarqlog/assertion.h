@@ -13,12 +13,15 @@ namespace tarqlog {
 }  // namespace tarqlog
 
 /// Stops the process when `expression` is false, in every build type.
-#define TARQLOG_ASSERT(expression) TARQLOG_ASSERT_IN(__FILE__, expression)
+#define TARQLOG_ASSERT(expression) TARQLOG_ASSERT_AS(__FILE__, expression, #expression)
 
 /// The same for public headers, which name themselves: in a user's build __FILE__ is the path of
 /// the installed copy.
-#define TARQLOG_ASSERT_IN(file, expression) \
-    ((expression) ? static_cast<void>(0)    \
-                  : ::tarqlog::AssertionFailed(#expression, __func__, file, __LINE__))
+#define TARQLOG_ASSERT_IN(file, expression) TARQLOG_ASSERT_AS(file, expression, #expression)
+
+/// What both come to: the text is taken before macros in the expression are replaced.
+#define TARQLOG_ASSERT_AS(file, expression, text) \
+    ((expression) ? static_cast<void>(0)          \
+                  : ::tarqlog::AssertionFailed(text, __func__, file, __LINE__))
 
 #endif  // TARQLOG_ASSERTION_H_

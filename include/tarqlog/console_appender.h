@@ -10,7 +10,8 @@
 namespace tarqlog {
 
 /// The lock under which every console appender of the process writes a line. An application that
-/// writes to the same streams may take it; it must not configure the core while it holds it.
+/// writes to the same streams may take it; it must not configure the core, nor call exit(), which
+/// removes the sinks, while it holds it.
 TARQLOG_API threads::ThreadMutex& GetGlobalStreamMutex();
 
 /// Writes each record as one line, full header first, to standard output or standard error. Nothing

@@ -21,10 +21,10 @@ class LogSink;
 /// The routing table: the registered sinks, 32 at the most, and the rules that say which logger
 /// reaches which of them.
 ///
-/// Safe from any thread, but not from inside an appender: a change waits for every delivery in
-/// progress and would wait for its own. Threads that log step aside while a change waits. Each
-/// accepted change advances the configuration generation, by which loggers notice it. A lock that
-/// is refused throws log_utils::Error.
+/// Safe from any thread. A change waits for every delivery in progress: from inside an appender, or
+/// with an appender's mutex held, it would wait for itself. Threads that log step aside while a
+/// change waits. Each accepted change advances the configuration generation, by which loggers
+/// notice it. A lock that is refused throws log_utils::Error.
 class TARQLOG_API LogCore {
 public:
     /// A core apart from the process-wide one; no logger uses it.
@@ -37,12 +37,13 @@ public:
     LogCore& operator=(LogCore const&) = delete;
 
     /// The process-wide core. Exists as soon as the library is loaded and is never destroyed; its
-    /// sinks are removed when the process exits.
+    /// sinks are removed when the process exits, after the program's own static objects.
     static LogCore* Get();
 
     /// Registers `sink`, with its appenders already in it, under `rules`, and shares its ownership.
     /// Ignored without a report: no rules, a null sink, a sink without appenders, a 33rd sink. A
-    /// sink added twice receives its records twice.
+    /// sink added twice receives its records twice. When memory runs out midway, the sink may stay
+    /// registered under some of the rules.
     void AddSink(const std::set<FilterRule>& rules, const boost::shared_ptr<LogSink>& sink);
 
     /// Registers a new console sink on standard error that takes `severity` from every logger.
@@ -82,7 +83,8 @@ private:
 TARQLOG_API bool IsLoggingForbidden();
 
 /// Ends logging when it is destroyed: sets what IsLoggingForbidden() reports, for good, and removes
-/// all sinks of the process-wide core. Each of several guards does so.
+/// all sinks of the process-wide core, as LogCore::RemoveAllSinks() does. Each of several guards
+/// does so.
 class TARQLOG_API LogForbiddenGuard {
 public:
     LogForbiddenGuard();

@@ -18,24 +18,26 @@ class LogRecord;
 /// handler.
 class TARQLOG_API Logger {
 public:
-    /// @param tag              the dotted tag: "core.db" lies below "core"; null or empty is the
-    /// root
+    /// @param tag              dotted: "core.db" lies below "core"; null or empty is the root
     /// @param underscoreAsDot  takes every '_' of the tag as a '.'
+    /// @throws log_utils::Error when the system has no lock to give
     explicit Logger(const char* tag, bool underscoreAsDot = false);
     ~Logger();
 
     Logger(Logger const&) = delete;
     Logger& operator=(Logger const&) = delete;
 
-    /// Whether a record of `severity` would reach a sink now. Two loads and no lock while the
-    /// configuration stays as it is. The first call after a change collects the routing anew, and
-    /// waits while another change is about to be made.
+    /// Whether a record of `severity` would reach a sink now; of a set, whether any level of it
+    /// would. Two loads and no lock while the configuration stays as it is. The first call after a
+    /// change collects the routing anew, and waits while another change is about to be made.
     /// @throws log_utils::Error when a lock is refused, or what an allocation throws
     bool HasSink(Severity severity);
 
-    /// Sets the record's tag, ends its text with a NUL and delivers it on this thread. The record
-    /// is dropped without a word when the configuration has changed since this logger's last
-    /// HasSink(), and when there was none. What an appender throws passes through.
+    /// Sets the record's tag, ends its text with a NUL and delivers it on this thread; waits while
+    /// a change of the configuration is about to be made. The record is dropped without a word when
+    /// the configuration has changed since this logger's last HasSink(), and when there was none.
+    /// What an appender throws passes through.
+    /// @throws log_utils::Error when a lock is refused, or what an allocation throws
     void PushRecord(LogRecord& record);
 
 private:

@@ -14,7 +14,8 @@ namespace tarqlog {
 /// threads at once. A record serves one message: pushing it again appends a second NUL.
 ///
 /// Time and thread id are those of the construction. A copy keeps them, and keeps the tag, which
-/// belongs to the logger that pushed the original.
+/// belongs to the logger that pushed the original. When memory runs out, the allocation's exception
+/// passes and the text stays as it was.
 class TARQLOG_API LogRecord {
 public:
     /// Asks LogSysInfo's hooks for the time and then for the thread id.

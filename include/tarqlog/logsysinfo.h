@@ -28,11 +28,11 @@ public:
     /// The same for the thread id. At first GetThisThreadId().
     static unsigned int (*SetGetThreadIdFunc(unsigned int (*func)()))();
 
-    /// Breaks `seconds` since the epoch down to local time. False on failure; `errno` is
-    /// localtime_r()'s.
+    /// Breaks `seconds` since the epoch down to local time in `out`, which must not be null. False
+    /// on failure; `errno` is localtime_r()'s.
     static bool LocalTime(long seconds, std::tm* out);
 
-    /// Breaks `seconds` since the epoch down to UTC. False on failure; `errno` is gmtime_r()'s.
+    /// The same in UTC. False on failure; `errno` is gmtime_r()'s.
     static bool GmTime(long seconds, std::tm* out);
 
 private:

@@ -6,7 +6,8 @@
 namespace tarqlog {
 
 /// A level of severity, or a set of levels: each level is one bit, every test is a bitwise AND. Any
-/// 32-bit value is a valid set; bits beyond the six levels are kept and mean nothing.
+/// 32-bit value is a valid set; bits beyond the six levels are compared like the others and have no
+/// name.
 enum Severity : std::uint32_t {
     kTrace = 1,
     kDebug = 2,

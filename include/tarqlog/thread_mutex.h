@@ -10,7 +10,8 @@ namespace tarqlog {
 namespace threads {
 
 /// A recursive mutex: the thread that holds it may take it again and releases it as often. What the
-/// system refuses is ignored, but by TryLock().
+/// system refuses is ignored, but by TryLock(). A thread that logs while it holds one does not make
+/// way for a change of the configuration.
 class TARQLOG_API TARQLOG_CAPABILITY("mutex") ThreadMutex {
 public:
     ThreadMutex();

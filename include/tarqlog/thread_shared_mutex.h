@@ -12,7 +12,9 @@ namespace tarqlog {
 namespace threads {
 
 /// A reader/writer lock with the system's default attributes. Not recursive: a thread that holds it
-/// exclusively must not take it again in either mode. A refused unlock aborts the process.
+/// exclusively must not take it again in either mode, and one that holds it shared must not take it
+/// exclusively. A refused unlock aborts the process. A thread that logs while it holds one does not
+/// make way for a change of the configuration.
 class TARQLOG_API TARQLOG_CAPABILITY("shared mutex") SharedMutex {
 public:
     /// @throws log_utils::Error when the system refuses
