@@ -916,6 +916,41 @@ TEST(TarqlogToolTest, BusyToolStopsAfterTheLineInHand) {
     EXPECT_TRUE(result.output == Repeat("I (stdin):" + line, lines));
 }
 
+TEST(TarqlogToolTest, LineInHandIsReadToItsEndBeforeTheToolStops) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), Repeat("more than a small pipe holds\n", 200) + "rest");
+    RunningTool tool({"-o", "stdout", directory.File("a")},
+                     [] { ::fcntl(STDOUT_FILENO, F_SETPIPE_SZ, 4096); });
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):more than a small pipe holds\n");
+    tool.WaitUntilItSleeps();  // it has read all, and flushes what it has logged
+    tool.Signal(SIGTERM);
+
+    ChildResult const result = tool.Finish();
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output,
+              Repeat("I (stdin):more than a small pipe holds\n", 199) + "I (stdin):rest\n");
+}
+
+TEST(TarqlogToolTest, WriteThatASignalInterruptsGoesOn) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("a"), Repeat("more than a small pipe holds\n", 200));
+    RunningTool tool({"-o", "stdout", directory.File("a")},
+                     [] { ::fcntl(STDOUT_FILENO, F_SETPIPE_SZ, 4096); });
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):more than a small pipe holds\n");
+    for (int const signal : {SIGTERM, SIGINT}) {
+        tool.WaitUntilItSleeps();  // the second time in a write that has written nothing yet
+        tool.Signal(signal);
+    }
+    tool.WaitUntilItSleeps();  // again, before there is room in the pipe
+
+    ChildResult const result = tool.Finish();
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output, Repeat("I (stdin):more than a small pipe holds\n", 199));
+    EXPECT_EQ(result.errors, "");
+}
+
 TEST(TarqlogToolTest, SecondSignalKills) {
     TemporaryDirectory const directory;
     WriteWholeFile(directory.File("a"), Repeat("more than a pipe holds\n", 20000));
