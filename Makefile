@@ -16,7 +16,7 @@ FLAGS = -DCMAKE_CXX_FLAGS="$$CPPFLAGS $$CXXFLAGS" \
 	-DCMAKE_EXE_LINKER_FLAGS="$$LDFLAGS" -DCMAKE_SHARED_LINKER_FLAGS="$$LDFLAGS"
 set_up = $(if $(filter no,$(SETUP)),,@scripts/setup $(1))
 
-.PHONY: help setup build demo test install slips clean
+.PHONY: help setup build demo test check install slips clean
 
 help: ## print this
 	@echo 'make TARGET [SETUP=no] [CXXFLAGS=...] [CPPFLAGS=...] [LDFLAGS=...]'
@@ -39,6 +39,10 @@ test: ## build everything, warnings as errors, in build/release and run every te
 	cmake --preset release $(FLAGS)
 	cmake --build --preset release
 	ctest --preset release --output-junit junit.xml
+
+check: ## hold format, includes and public headers to their rules (GATE=format, arrows, headers)
+	$(call set_up,ci)
+	scripts/check $(GATE)
 
 install: build ## install what `make build` built below PREFIX (/usr/local), DESTDIR in front
 	DESTDIR="$(DESTDIR)" cmake --install $(PLAIN)
