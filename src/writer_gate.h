@@ -51,27 +51,27 @@ public:
         Passage& operator=(Passage const&) = delete;
 
     private:
-        Passage(WriterGate& gate, unsigned long before) : gate_(gate), before_(before) {}
+        Passage(WriterGate& gate, unsigned long long before) : gate_(gate), before_(before) {}
 
         WriterGate& gate_;
-        unsigned long const before_;  // how many writers have their turn first
+        unsigned long long const before_;  // how many writers have their turn first
     };
 
 private:
     /// Returns how many writers were announced before, done or not.
-    unsigned long Announce() {
+    unsigned long long Announce() {
         std::lock_guard<std::mutex> const lock(mutex_);
         return done_ + pending_.fetch_add(1, std::memory_order_relaxed);
     }
 
-    void WaitForWriters(std::unique_lock<std::mutex>& lock, unsigned long count) {
+    void WaitForWriters(std::unique_lock<std::mutex>& lock, unsigned long long count) {
         changed_.wait(lock, [&] { return done_ >= count; });
     }
 
     std::mutex mutex_;  // the standard one has no attributes for the compiler to check
-    std::condition_variable changed_;        // a writer is done
-    std::atomic<unsigned long> pending_{0};  // announced and not done; written under mutex_
-    unsigned long done_ = 0;                 // guarded by mutex_
+    std::condition_variable changed_;       // a writer is done
+    std::atomic<unsigned int> pending_{0};  // announced and not done; written under mutex_
+    unsigned long long done_ = 0;           // guarded by mutex_
 };
 
 }  // namespace tarqlog
