@@ -21,19 +21,15 @@ namespace tarqlog {
 /// Counts the calls of an interposed function and says which of them fail.
 class Fault {
 public:
-    /// The `nth` call from now on fails, 1 being the next; with `andAllAfter` every later one too.
-    void StrikeAt(long nth, bool andAllAfter = false) {
-        andAllAfter_ = andAllAfter;
-        strikeAt_ = calls_ + nth;
-    }
+    /// The `nth` call from now on fails, 1 being the next.
+    void StrikeAt(long nth) { strikeAt_ = calls_ + nth; }
 
     void Disarm() { strikeAt_ = 0; }
 
     /// Counts a call; whether it is to fail.
     bool Strikes() {
         long const call = ++calls_;
-        long const at = strikeAt_;
-        bool const strikes = at != 0 && (andAllAfter_ ? call >= at : call == at);
+        bool const strikes = call == strikeAt_;
         hits_ += strikes ? 1 : 0;
         return strikes;
     }
@@ -45,7 +41,6 @@ private:
     std::atomic<long> calls_{0};
     std::atomic<long> hits_{0};
     std::atomic<long> strikeAt_{0};
-    std::atomic<bool> andAllAfter_{false};
 };
 
 /// The definition of `name` that the program's own stands before.
