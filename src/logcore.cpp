@@ -39,6 +39,7 @@ public:
 
 private:
     void ReleaseSinks() TARQLOG_REQUIRES(mutex_);
+
     threads::SharedMutex mutex_;
     LogHierarchy hierarchy_ TARQLOG_GUARDED_BY(mutex_);
     std::vector<boost::shared_ptr<LogSink>> sinks_ TARQLOG_GUARDED_BY(mutex_);
@@ -126,7 +127,6 @@ void LogCoreImpl::ReleaseSinks() {
 
 void LogCoreImpl::PushRecord(unsigned int generation, std::vector<SinkEntry> const& sinks,
                              LogRecord const& record) {
-    StepAside();
     threads::ScopedSharedLock const lock(mutex_);
     if (generation != generation_.Get()) {
         return;  // the list is another configuration's, and so is the record: it is dropped
@@ -169,7 +169,8 @@ void LogCore::RemoveAllSinks() {
 
 void LogCore::PushRecord(unsigned int generation, const std::vector<SinkEntry>& sinks,
                          const LogRecord& record) {
-    impl_->PushRecord(generation, sinks, record);
+    StepAside();
+    Deliver(generation, sinks, record);
 }
 
 unsigned int LogCore::CollectSinks(std::vector<SinkEntry>& sinks,
@@ -183,6 +184,11 @@ unsigned int LogCore::GetConfigGeneration() const {
 
 void LogCore::StepAside() const {
     impl_->StepAside();
+}
+
+void LogCore::Deliver(unsigned int generation, std::vector<SinkEntry> const& sinks,
+                      LogRecord const& record) {
+    impl_->PushRecord(generation, sinks, record);
 }
 
 bool IsLoggingForbidden() {

@@ -55,7 +55,7 @@ void LoggerImpl::PushRecord(LogRecord& record) const {
     record.data_.push_back('\0');
     core_->StepAside();
     threads::ScopedSharedLock const lock(mutex_);
-    core_->PushRecord(generation_.load(std::memory_order_relaxed), sinks_, record);
+    core_->Deliver(generation_.load(std::memory_order_relaxed), sinks_, record);
 }
 
 void LoggerImpl::UpdateCache() {

@@ -138,6 +138,37 @@ TEST(WriterGateOnTheRoadTest, RefreshWaitsForAWaitingWriterAndSeesItsChange) {
     refresher.join();
 }
 
+TEST(WriterGateOnTheRoadTest, PushStraightToTheCoreWaitsForAWaitingWriterToo) {
+    LogCore core;
+    auto const stuck = boost::make_shared<StuckAppender>();
+    auto const noting = boost::make_shared<NotingAppender>();
+    core.AddSink(RootRule(kInfo), SinkOf(stuck));
+    core.AddSink(RootRule(kError), SinkOf(noting));
+    std::vector<SinkEntry> sinks;
+    unsigned int const generation = core.CollectSinks(sinks, {});
+    std::thread deliverer([&] { core.PushRecord(generation, sinks, TaggedRecord(kInfo, "x")); });
+    stuck->inside.Wait();
+    long const exclusiveBefore = exclusiveLocks.Calls();
+    long const waitsBefore = conditionWaits.Calls();
+    std::thread writer([&] { core.RemoveAllSinks(); });
+    AwaitCalls(exclusiveLocks, exclusiveBefore + 1);
+
+    std::atomic<bool> pushed{false};
+    std::thread pusher([&] {
+        core.PushRecord(generation, sinks, TaggedRecord(kError, "stale by then"));
+        pushed = true;
+    });
+    while (conditionWaits.Calls() == waitsBefore && !pushed) {
+        ::sched_yield();
+    }
+
+    stuck->mayLeave.Set();
+    deliverer.join();
+    writer.join();
+    pusher.join();
+    EXPECT_TRUE(noting->Texts().empty());
+}
+
 TEST(WriterGateOnTheRoadTest, NoThreadBeginsADeliveryThatKnowsOfTheWaitingWriter) {
     // Each thread notes whether it knew of the announcement when it pushed; at most the one push
     // that was past the gate by then may still be delivered.

@@ -75,6 +75,10 @@ private:
     /// library. For loggers, before they take a lock of their own.
     TARQLOG_HIDDEN void StepAside() const;
 
+    /// PushRecord() without StepAside(), for loggers, which have done so.
+    TARQLOG_HIDDEN void Deliver(unsigned int generation, std::vector<SinkEntry> const& sinks,
+                                LogRecord const& record);
+
     std::unique_ptr<Private> const impl_;
 };
 
