@@ -16,7 +16,9 @@
 #include <gtest/gtest.h>
 
 #include "support/child.h"
+#include "support/routing_oracle.h"
 #include "support/temporary_directory.h"
+#include "tarqlog/severity.h"
 
 namespace tarqlog {
 namespace {
@@ -363,7 +365,7 @@ TEST(TarqlogToolTest, CarriageReturnAtTheLimitWaitsForWhatFollows) {
 }
 
 TEST(TarqlogToolTest, LimitIsAMebibyteUnlessToldOtherwise) {
-    std::string const mebibyte(1024 * 1024, 'x');
+    std::string const mebibyte(1 << 20, 'x');
 
     std::string const atLimit =
         "tarqlog: lines=1 delivered=1 trace=0 debug=0 info=1 warning=0 "
@@ -541,6 +543,75 @@ TEST(TarqlogToolTest, BeyondTenThousandSubTagsLinesHaveTheTagOfTheTool) {
     EXPECT_NE(result.errors.find(" parent_tag=2 "), std::string::npos) << result.errors;
 }
 
+// Levels in the text
+
+TEST(TarqlogToolTest, FirstLevelWordGivesTheLevelAndStaysInTheText) {
+    struct {
+        char letter;
+        Arguments lines;
+    } const kCases[] = {
+        {'T', {"TRACE x", "trace x", "x trace"}},
+        {'D', {"DEBUG x", "[debug] x", "12:30:01 Debug: x", "level=debug"}},
+        {'I', {"INFO x", "<Info> x", "info", "INFO ERROR FATAL", "\xc2\xbbinfo\xc2\xab"}},
+        {'W', {"WARN x", "(warn) x", "WARNING: x", "[Warning]: x", "no WARNING, no ERROR"}},
+        {'E',
+         {"ERROR x", "eRRoR:x", "x|ERROR|x", "X-ERROR", "@error[1]", "`error{",
+          "errors or error_code or ERROR"}},
+        {'F', {"FATAL x", "fatal: x", "CRITICAL x", "[critical]", "x\tCritical\tx"}},
+    };
+    for (auto const& row : kCases) {
+        for (std::string const& line : row.lines) {
+            SCOPED_TRACE(line);
+            EXPECT_EQ(Output({"--detect"}, line),
+                      std::string(1, row.letter) + " (stdin):" + line + "\n");
+        }
+    }
+}
+
+TEST(TarqlogToolTest, WhatIsNoLevelWordLeavesTheLevelAlone) {
+    for (std::string const line :
+         {"x", "errors", "INFORMATION", "error_code", "_error", "error1", "3error", "terror",
+          "warnings", "err", "crit", "notice", "E", "e r r o r", "[ ]: "}) {
+        SCOPED_TRACE(line);
+        EXPECT_EQ(Output({"--detect", "-p", "debug"}, line), "D (stdin):" + line + "\n");
+    }
+}
+
+TEST(TarqlogToolTest, LevelWordIsTextUnlessAskedFor) {
+    EXPECT_EQ(Output({}, "ERROR x\n"), "I (stdin):ERROR x\n");
+}
+
+TEST(TarqlogToolTest, PriorityGoesBeforeTheLevelWordAndTheOptionComesLast) {
+    EXPECT_EQ(Output({"--detect", "--prio-prefix", "-p", "trace"},
+                     "<7>ERROR x\n<4>x\nERROR <4>x\n<x>fatal\nx\n"),
+              "D (stdin):ERROR x\nW (stdin):x\nE (stdin):ERROR <4>x\nF (stdin):<x>fatal\n"
+              "T (stdin):x\n");
+    EXPECT_EQ(Output({"--detect"}, "<4>error\n"), "E (stdin):<4>error\n");
+}
+
+TEST(TarqlogToolTest, LevelWordMayBeTheSubTagAsWell) {
+    EXPECT_EQ(Output({"--detect", "--sub-tags"}, "error: x\ndb: warn: x\n"),
+              "E (stdin.error):error: x\nW (stdin.db):db: warn: x\n");
+}
+
+TEST(TarqlogToolTest, LevelWordOfALongLineIsLookedForInItsFirstPieceAlone) {
+    EXPECT_EQ(Output({"--detect", "--max-line", "10"}, "warn: abcdefghijk\n0123456789 error\nx\n"),
+              "W (stdin):warn: abcd\nW (stdin):efghijk\n"
+              "I (stdin):0123456789\nI (stdin): error\nI (stdin):x\n");
+}
+
+TEST(TarqlogToolTest, WordAtTheEndOfAPieceIsNoLevelSinceItMayGoOn) {
+    EXPECT_EQ(Output({"--detect", "--max-line", "5"}, "errors\nerror\nerror\r\nerror"),
+              "I (stdin):error\nI (stdin):s\n"
+              "E (stdin):error\nE (stdin):error\nE (stdin):error\n");
+}
+
+TEST(TarqlogToolTest, LevelWordIsFoundAtTheEndOfALongLine) {
+    std::string const line = Repeat("errors ", 100000) + "ERROR";
+
+    EXPECT_TRUE(Output({"--detect"}, line) == "E (stdin):" + line + "\n");
+}
+
 // Destinations
 
 TEST(TarqlogToolTest, EachDestinationGetsEachLine) {
@@ -683,6 +754,281 @@ TEST(TarqlogToolTest, EndOfOptionsIsNoValue) {
     EXPECT_EQ(Output({"-r", "stdin=none", "--", "-"}, "x\n"), "");
 }
 
+// Dry run
+
+TEST(TarqlogToolTest, DryRunPrintsTheDestinationsWithTheirRules) {
+    for (std::string const option : {"-n", "--dry-run"}) {
+        SCOPED_TRACE(option);
+        ChildResult const result =
+            RunTool({option, "-r", "web=warning+", "-o", "stdout", "-r", "web.db=none", "-r",
+                     "web.api.v1=DE", "-o", "stderr,levels=info+", "-r", "..=e", "-r", "web.=all"});
+
+        EXPECT_EQ(result.exitStatus, 0);
+        EXPECT_EQ(result.output,
+                  "1 stdout\n"
+                  "  rule =all\n"
+                  "  rule web=WEF\n"
+                  "  rule web.api.v1=DE\n"
+                  "  rule web.db=none\n"
+                  "2 stderr,levels=info+\n"
+                  "  rule =E\n"
+                  "  rule web=all\n");
+        EXPECT_EQ(result.errors, "");
+    }
+}
+
+TEST(TarqlogToolTest, DryRunPrintsTheDestinationThatIsThereWithoutOptions) {
+    EXPECT_EQ(RunTool({"-n"}).output, "1 stderr\n  rule =all\n");
+}
+
+TEST(TarqlogToolTest, DryRunReadsNothing) {
+    RunningTool tool({"-n", "-o", "stdout", "--stats", "-", "/no/such/file"});
+
+    ChildResult const result = tool.Finish();  // with its input still open
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output, "1 stdout\n  rule =all\n");
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST(TarqlogToolTest, ErrorInTheOptionsIsOneInADryRunToo) {
+    for (Arguments const& arguments :
+         {Arguments{"-n", "-o", "file"}, Arguments{"-n", "-r", "stdin"}, Arguments{"-n", "--loud"},
+          Arguments{"-n", "-p", "loud"}, Arguments{"explain", "-n"}}) {
+        ChildResult const result = RunTool(arguments);
+        EXPECT_EQ(result.exitStatus, 2);
+        EXPECT_EQ(result.output, "");
+    }
+}
+
+TEST(TarqlogToolTest, DryRunPrintsARuleOnOneLineWhateverItsTag) {
+    EXPECT_EQ(RunTool({"-n", "-r", "a\n\x1b=W"}).output, "1 stderr\n  rule =all\n  rule a?\?=W\n");
+}
+
+// Explanations
+
+TEST(TarqlogToolTest, ExplanationTellsWhichDestinationsATagReachesAndWhy) {
+    ChildResult const result = RunTool(
+        {"explain", "web.db.pool",      "--rule", "web=info+",          "-o", "stdout",
+         "-o",      "stderr,levels=EF", "-o",     "stdout,levels=TD",   "-o", "stderr",
+         "-r",      "web.db=none",      "-o",     "stdout,levels=none", "-r", "web.db.pool=D",
+         "-o",      "stderr",           "-r",     "web.db.pool.x=none", "-r", "web=all"});
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(
+        result.output,
+        "tag 'web.db.pool'\n"
+        "  1 stdout: reached with IWEF, through rule web=IWEF and levels=all\n"
+        "  2 stderr,levels=EF: reached with EF, through rule web=IWEF and levels=EF\n"
+        "  3 stdout,levels=TD: not reached, rule web=IWEF and levels=TD have no level in common\n"
+        "  4 stderr: not reached, rule web.db=none lets nothing through\n"
+        "  5 stdout,levels=none: not reached, rule web.db.pool=D and levels=none have no level in "
+        "common\n"
+        "  6 stderr: reached with all, through rule web=all and levels=all\n");
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST(TarqlogToolTest, EachTagIsExplainedAsLoggersTakeIt) {
+    EXPECT_EQ(RunTool({"explain", "b", "", "-r", "a=W", "..a..b.", "--", "-x\n"}).output,
+              "tag 'b'\n"
+              "  1 stderr: reached with all, through rule =all and levels=all\n"
+              "tag ''\n"
+              "  1 stderr: reached with all, through rule =all and levels=all\n"
+              "tag 'a.b'\n"
+              "  1 stderr: reached with W, through rule a=W and levels=all\n"
+              "tag '-x?'\n"
+              "  1 stderr: reached with all, through rule =all and levels=all\n");
+}
+
+TEST(TarqlogToolTest, OptionsForLinesMakeNoDifferenceToAnExplanation) {
+    EXPECT_EQ(RunTool({"explain", "-t", "web", "-p", "error", "--prio-prefix", "--detect",
+                       "--sub-tags", "--max-line", "4", "--stats", "db"})
+                  .output,
+              "tag 'db'\n  1 stderr: reached with all, through rule =all and levels=all\n");
+}
+
+TEST(TarqlogToolTest, ExplanationReadsNothing) {
+    RunningTool tool({"explain", "-", "-o", "stdout"});
+
+    ChildResult const result = tool.Finish();  // with its input still open
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output,
+              "tag '-'\n  1 stdout: reached with all, through rule =all and levels=all\n");
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST(TarqlogToolTest, DryRunOfAnExplanationPrintsTheDestinations) {
+    EXPECT_EQ(RunTool({"explain", "web", "-n"}).output, "1 stderr\n  rule =all\n");
+}
+
+TEST(TarqlogToolTest, ExplainIsAFileUnlessItIsTheFirstArgument) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("explain"), "text\n");
+    for (std::string const arguments :
+         {"./explain -o stdout", "-o stdout explain", "-- explain", "-o stdout -- explain"}) {
+        SCOPED_TRACE(arguments);
+        EXPECT_EQ(RunShell("cd '" + directory.Path() + "' && \"$0\" " + arguments + " 2>&1").output,
+                  "I (stdin):text\n");
+    }
+}
+
+// Explanations and deliveries against the routing's meaning, for many rules and tags
+
+using Tag = std::vector<std::string>;
+
+struct TagRule {
+    Tag tag;
+    std::string levels;
+    Severity mask;  // unlike that of every other rule
+};
+
+TagRule const kRootRule = {{}, "all", kAllSeverities};  // the one that the tool adds
+
+std::vector<TagRule> const kTagRules = {
+    {{}, "IWE", kInfo | kWarning | kError},
+    {{"a"}, "none", Severity()},
+    {{"a", "b"}, "WEF", kWarning | kError | kFatal},
+    {{"a", "b", "a"}, "TD", kTrace | kDebug},
+    {{"b", "a"}, "I", kInfo},
+    {{"ab"}, "F", kFatal},
+};
+
+std::string Join(Tag const& tag) {
+    std::string joined;
+    for (std::string const& part : tag) {
+        joined += (joined.empty() ? "" : ".") + part;
+    }
+    return joined;
+}
+
+/// "all", "none" or letters.
+std::string LevelsText(Severity levels) {
+    std::string letters;
+    for (unsigned int bit = 0; bit < 6; ++bit) {
+        letters += (levels >> bit & 1U) != 0 ? std::string(1, "TDIWEF"[bit]) : "";
+    }
+    return letters.empty() ? "none" : letters == "TDIWEF" ? "all" : letters;
+}
+
+constexpr unsigned int kDestinations = 32;  // as many as the tool takes
+
+/// Destinations on standard output, each with another choice of the rules.
+struct RoutingCase {
+    Severity levels;  // of each destination
+    Arguments options;
+    RoutingOracle oracle;
+
+    /// The mask of the rule that decides for `tag`.
+    Severity RuleMask(unsigned int sink, Tag const& tag) const {
+        return oracle.MasksOnPath(sink, tag).back();
+    }
+};
+
+/// @param first  the choices count from here; a bit stands for a rule
+RoutingCase MakeRoutingCase(unsigned int first, Severity levels) {
+    RoutingCase made = {levels, {}, {}};
+    for (unsigned int sink = 0; sink < kDestinations; ++sink) {
+        made.options.insert(made.options.end(), {"-o", "stdout,levels=" + LevelsText(levels)});
+        unsigned int const choice = first + sink;
+        if ((choice & 1U) == 0) {
+            made.oracle.Add(sink, kRootRule.tag, kRootRule.mask);
+        }
+        for (unsigned int i = 0; i < kTagRules.size(); ++i) {
+            TagRule const& rule = kTagRules[i];
+            if ((choice >> i & 1U) != 0) {
+                made.options.insert(made.options.end(), {"-r", Join(rule.tag) + "=" + rule.levels});
+                made.oracle.Add(sink, rule.tag, rule.mask);
+            }
+        }
+    }
+    return made;
+}
+
+std::vector<RoutingCase> RoutingCases() {
+    return {MakeRoutingCase(0, kAllSeverities), MakeRoutingCase(32, kAllSeverities),
+            MakeRoutingCase(0, kDebug | kInfo), MakeRoutingCase(32, kWarning)};
+}
+
+std::vector<Tag> RoutingTags() {
+    std::vector<Tag> tags = {{}};
+    for (std::size_t i = 0; tags[i].size() < 4; ++i) {
+        for (std::string const part : {"a", "b"}) {
+            tags.push_back(tags[i]);
+            tags.back().push_back(part);
+        }
+    }
+    tags.insert(tags.end(), {{"ab"}, {"a", "bb"}, {"ab", "a"}, {"abc"}});
+    return tags;
+}
+
+/// What the tool has to say of a destination and a tag.
+std::string Explanation(Severity ruleMask, Severity levels) {
+    TagRule deciding = kRootRule;
+    for (TagRule const& rule : kTagRules) {
+        deciding = rule.mask == ruleMask ? rule : deciding;
+    }
+    std::string const rule = "rule " + Join(deciding.tag) + "=" + deciding.levels;
+    if (ruleMask == 0) {
+        return "not reached, " + rule + " lets nothing through";
+    }
+    std::string const both = rule + " and levels=" + LevelsText(levels);
+    if ((ruleMask & levels) == 0) {
+        return "not reached, " + both + " have no level in common";
+    }
+    return "reached with " + LevelsText(ruleMask & levels) + ", through " + both;
+}
+
+TEST(TarqlogToolTest, ExplanationIsRightForEveryTagWhateverTheRules) {
+    for (RoutingCase const& routing : RoutingCases()) {
+        Arguments arguments = {"explain"};
+        std::string expected;
+        for (Tag const& tag : RoutingTags()) {
+            arguments.push_back(Join(tag));
+            expected += "tag '" + Join(tag) + "'\n";
+            for (unsigned int sink = 0; sink < kDestinations; ++sink) {
+                expected += "  " + std::to_string(sink + 1) +
+                            " stdout,levels=" + LevelsText(routing.levels) + ": " +
+                            Explanation(routing.RuleMask(sink, tag), routing.levels) + "\n";
+            }
+        }
+        arguments.insert(arguments.end(), routing.options.begin(), routing.options.end());
+
+        EXPECT_EQ(RunTool(arguments).output, expected);
+    }
+}
+
+TEST(TarqlogToolTest, LinesReachTheDestinationsThatTheExplanationNames) {
+    struct {
+        Severity level;
+        char const* letter;
+        char const* prefix;
+    } const kLevels[] = {
+        {kTrace, "T", ""},      {kDebug, "D", "<7>"}, {kInfo, "I", "<6>"},
+        {kWarning, "W", "<4>"}, {kError, "E", "<3>"}, {kFatal, "F", "<2>"},
+    };
+    for (RoutingCase const& routing : RoutingCases()) {
+        Arguments arguments = {"-t", "", "--sub-tags", "--prio-prefix", "-p", "trace"};
+        arguments.insert(arguments.end(), routing.options.begin(), routing.options.end());
+        std::string input;
+        std::string expected;
+        for (Tag const& tag : RoutingTags()) {
+            std::string const text = tag.empty() ? "x\n" : Join(tag) + ": x\n";
+            for (auto const& [level, letter, prefix] : kLevels) {
+                input += prefix + text;
+                std::string const header = tag.empty() ? " ):" : " (" + Join(tag) + "):";
+                for (unsigned int sink = 0; sink < kDestinations; ++sink) {
+                    bool const isTaken =
+                        (routing.RuleMask(sink, tag) & routing.levels & level) != 0;
+                    expected += isTaken ? letter + header + text : "";
+                }
+            }
+        }
+
+        EXPECT_EQ(RunTool(arguments, input).output, expected);
+    }
+}
+
 // Statistics
 
 TEST(TarqlogToolTest, StatisticsAccountForEachLine) {
@@ -808,6 +1154,11 @@ TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
         {{"-o"}, "--to: 1 required DEST missing"},
         {{"-p", "info", "-t"}, "--tag: 1 required TAG missing"},
         {{"--lo\nud"}, "unknown option --lo?ud"},
+        {{"explain"}, "explain: 1 required TAG missing"},
+        {{"explain", "-o", "stdout"}, "explain: 1 required TAG missing"},
+        {{"explain", "web", "-o", "file"},
+         "--to 'file': unknown destination 'file', known are stdout or stderr"},
+        {{"explain", "web", "--loud"}, "unknown option --loud"},
     };
     for (auto const& row : kCases) {
         SCOPED_TRACE(row.errors);
@@ -1071,8 +1422,9 @@ TEST(TarqlogToolTest, InputClosedFromTheStartIsEmptyAndItsNumberIsNoFiles) {
 // Help and version
 
 TEST(TarqlogToolTest, HelpFitsOneScreenAndNamesEachOption) {
-    for (std::string const option : {"-h", "--help"}) {
-        ChildResult const result = RunTool({option});
+    for (Arguments const& arguments :
+         {Arguments{"-h"}, Arguments{"--help"}, Arguments{"explain", "--help"}}) {
+        ChildResult const result = RunTool(arguments);
         EXPECT_EQ(result.exitStatus, 0);
         EXPECT_EQ(result.errors, "");
         std::istringstream help(result.output);
@@ -1083,9 +1435,9 @@ TEST(TarqlogToolTest, HelpFitsOneScreenAndNamesEachOption) {
         EXPECT_LE(lines, 24);
         EXPECT_EQ(result.output.back(), '\n');
         for (std::string const name :
-             {"-t,--tag", "-p,--priority", "--prio-prefix", "--sub-tags", "--max-line", "-o,--to",
-              "-r,--rule", "--stats", "-h,--help", "--version", "[FILE...]", "stdout", "stderr",
-              "levels=", "Example: "}) {
+             {"-t,--tag", "-p,--priority", "--prio-prefix", "--detect", "--sub-tags", "--max-line",
+              "-o,--to", "-r,--rule", "-n,--dry-run", "--stats", "-h,--help", "--version",
+              "[FILE...]", "tarqlog explain TAG...", "stdout", "stderr", "levels=", "Example: "}) {
             EXPECT_NE(result.output.find(name), std::string::npos) << name;
         }
     }
@@ -1117,10 +1469,12 @@ TEST(TarqlogToolTest, VersionIsOneLine) {
 }
 
 TEST(TarqlogToolTest, AnswerThatCannotBeWrittenIsAnError) {
-    ChildResult const result = RunShell("\"$0\" --help >/dev/full");
-
-    EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(result.errors, "tarqlog: standard output: No space left on device\n");
+    for (std::string const arguments : {"--help", "-n", "explain web"}) {
+        SCOPED_TRACE(arguments);
+        ChildResult const result = RunShell("\"$0\" " + arguments + " >/dev/full");
+        EXPECT_EQ(result.exitStatus, 1);
+        EXPECT_EQ(result.errors, "tarqlog: standard output: No space left on device\n");
+    }
 }
 
 }  // namespace

@@ -13,13 +13,18 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Prints "tarqlog: `text`" on standard error: one line, whatever is quoted in `text`.
-inline void Complain(std::string text) {
+/// `text` on one line, whatever is quoted in it: with '?' for each control character.
+inline std::string OneLine(std::string text) {
     for (char& character : text) {
         bool const isControl = static_cast<unsigned char>(character) < ' ' || character == '\x7f';
         character = isControl ? '?' : character;
     }
-    std::fprintf(stderr, "tarqlog: %s\n", text.c_str());
+    return text;
+}
+
+/// Prints "tarqlog: `text`" on standard error, on one line.
+inline void Complain(std::string const& text) {
+    std::fprintf(stderr, "tarqlog: %s\n", OneLine(text).c_str());
 }
 
 }  // namespace tarqlog::tool

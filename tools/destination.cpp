@@ -2,13 +2,13 @@
 
 #include <map>
 #include <optional>
-#include <vector>
 
 #include <boost/make_shared.hpp>
 
 #include <tarqlog/console_appender.h>
 #include <tarqlog/logcore.h>
 #include <tarqlog/logsink.h>
+#include <tarqlog/sink_entry.h>
 
 #include "complaint.h"
 #include "levels.h"
@@ -28,7 +28,7 @@ struct DestinationKind {
 template <ConsoleAppender::OutStreamType type>
 Destination MakeConsole(Settings&) {
     bool const isOutput = type == ConsoleAppender::kStdout;
-    return {boost::make_shared<ConsoleAppender>(type), isOutput ? stdout : stderr, {}};
+    return {{}, boost::make_shared<ConsoleAppender>(type), isOutput ? stdout : stderr, {}};
 }
 
 constexpr DestinationKind kKinds[] = {
@@ -89,6 +89,7 @@ Destination MakeDestination(std::string const& text) {
         AddSetting(settings, *field);
     }
     Destination destination = kind.make(settings);
+    destination.text = text;
     if (std::optional<std::string> const levels = TakeSetting(settings, "levels")) {
         destination.appender->SetSeverity(ToLevels(*levels));
     }
@@ -106,10 +107,23 @@ std::string DestinationNames() {
     return names;
 }
 
-void Register(Destination const& destination) {
-    boost::shared_ptr<LogSink> const sink = boost::make_shared<LogSink>();
-    sink->AddAppender(destination.appender);
-    LogCore::Get()->AddSink(destination.rules, sink);
+void Register(std::vector<Destination> const& destinations) {
+    for (Destination const& destination : destinations) {
+        boost::shared_ptr<LogSink> const sink = boost::make_shared<LogSink>();
+        sink->AddAppender(destination.appender);
+        LogCore::Get()->AddSink(destination.rules, sink);
+    }
+}
+
+std::vector<Severity> TakenLevels(std::string const& tag,
+                                  std::vector<Destination> const& destinations) {
+    std::vector<SinkEntry> entries;
+    LogCore::Get()->CollectSinks(entries, FilterRule(tag, kAllSeverities).GetTag());
+    std::vector<Severity> taken(destinations.size());
+    for (SinkEntry const& entry : entries) {
+        taken[entry.first] = entry.second & destinations[entry.first].appender->GetSevertiy();
+    }
+    return taken;
 }
 
 }  // namespace tarqlog::tool

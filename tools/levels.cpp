@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <optional>
+#include <string_view>
 
 #include "complaint.h"
 
@@ -22,6 +23,8 @@ constexpr LevelName kLevelNames[] = {
     {"e", kError},         {"fatal", kFatal}, {"f", kFatal},     {"crit", kFatal},
     {"alert", kFatal},     {"emerg", kFatal}, {"panic", kFatal},
 };
+
+constexpr std::string_view kLetters = "TDIWEF";  // from the lowest bit up
 
 constexpr Severity kPriorities[] = {kFatal, kFatal, kFatal, kError, kWarning, kInfo, kInfo, kDebug};
 
@@ -44,11 +47,10 @@ std::optional<Severity> FindLevel(std::string const& text) {
 
 /// The levels of letters as in "WEF"; none when one of them stands for no level.
 Severity FromLetters(std::string const& text) {
-    static std::string const kLetters = "TDIWEF";  // from the lowest bit up
     Severity levels = Severity();
     for (char const letter : text) {
-        std::string::size_type const bit = kLetters.find(letter);
-        if (bit == std::string::npos) {
+        std::string_view::size_type const bit = kLetters.find(letter);
+        if (bit == kLetters.npos) {
             return Severity();
         }
         levels |= static_cast<Severity>(1U << bit);
@@ -84,6 +86,19 @@ Severity ToLevels(std::string const& text) {
         throw UsageError("levels '" + text + "' are unknown");
     }
     return levels;
+}
+
+std::string ToText(Severity levels) {
+    if (levels == 0 || levels == kAllSeverities) {
+        return levels == 0 ? "none" : "all";
+    }
+    std::string letters;
+    for (std::size_t bit = 0; bit < kLetters.size(); ++bit) {
+        if ((levels >> bit & 1U) != 0) {
+            letters += kLetters[bit];
+        }
+    }
+    return letters;
 }
 
 }  // namespace tarqlog::tool

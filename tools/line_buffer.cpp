@@ -10,7 +10,7 @@ namespace tarqlog::tool {
 
 namespace {
 
-constexpr std::size_t kChunkBytes = 64 * 1024;
+constexpr std::size_t kChunkBytes = 65536;
 
 }  // namespace
 

@@ -1,12 +1,13 @@
 #include "line_logger.h"
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
-#include <tarqlog/logcore.h>
-#include <tarqlog/logfilter.h>
 #include <tarqlog/logrecord.h>
 
+#include "destination.h"
+#include "level_word.h"
 #include "line_prefix.h"
 
 namespace tarqlog::tool {
@@ -15,13 +16,11 @@ namespace {
 
 constexpr std::size_t kMaxChannels = 10000;  // sub-tags come from the input and could go on forever
 
-/// The levels that get through the rules for `tag` and the masks of the appenders.
-Severity TakenLevels(std::string const& tag, std::vector<Destination> const& destinations) {
-    std::vector<SinkEntry> entries;
-    LogCore::Get()->CollectSinks(entries, FilterRule(tag, kAllSeverities).GetTag());
+/// The levels that at least one of `destinations` takes from a logger of `tag`.
+Severity TakenByAny(std::string const& tag, std::vector<Destination> const& destinations) {
     Severity taken = Severity();
-    for (SinkEntry const& entry : entries) {
-        taken |= entry.second & destinations[entry.first].appender->GetSevertiy();
+    for (Severity const levels : TakenLevels(tag, destinations)) {
+        taken |= levels;
     }
     return taken;
 }
@@ -37,7 +36,7 @@ std::size_t LevelIndex(Severity level) {
 }  // namespace
 
 LineLogger::Channel::Channel(std::string const& tag, std::vector<Destination> const& destinations)
-    : logger(tag.c_str()), taken(TakenLevels(tag, destinations)) {}
+    : logger(tag.c_str()), taken(TakenByAny(tag, destinations)) {}
 
 LineLogger::LineLogger(Options const& options)
     : options_(options), ownChannel_(options.tag, options.destinations) {}
@@ -60,10 +59,14 @@ void LineLogger::Log(Piece const& piece) {
 }
 
 void LineLogger::StartLine(std::string_view& text, bool endsLine) {
-    level_ = options_.level;
+    std::optional<Severity> level;
     if (options_.prioPrefix) {
-        level_ = TakePriority(text).value_or(level_);
+        level = TakePriority(text);
     }
+    if (!level && options_.detect) {
+        level = FindLevelWord(text, endsLine);
+    }
+    level_ = level.value_or(options_.level);
     channel_ = options_.subTags ? &FindChannel(FindSubTag(text, endsLine)) : &ownChannel_;
 }
 

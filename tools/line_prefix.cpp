@@ -25,11 +25,11 @@ Size TimeStampSize(std::string_view text) {
     }
     Size const seconds = text.find_first_not_of(' ', 1);
     Size const point = text.find_first_not_of(kDigits, seconds);
-    if (point == text.npos || point == seconds || text[point] != '.') {
+    if (point == std::string_view::npos || point == seconds || text[point] != '.') {
         return 0;
     }
     Size const end = text.find_first_not_of(kDigits, point + 1);
-    if (end == text.npos || end == point + 1 || text.substr(end, 2) != "] ") {
+    if (end == std::string_view::npos || end == point + 1 || text.substr(end, 2) != "] ") {
         return 0;
     }
     return end + 2;
@@ -59,7 +59,7 @@ std::optional<Severity> TakePriority(std::string_view& text) {
         return std::nullopt;
     }
     Size const end = text.find_first_not_of(kDigits, 1);
-    if (end == text.npos || end == 1 || text[end] != '>') {
+    if (end == std::string_view::npos || end == 1 || text[end] != '>') {
         return std::nullopt;
     }
     unsigned int priority = 0;  // of many digits it overflows, which leaves it right modulo 8

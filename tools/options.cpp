@@ -29,14 +29,14 @@ public:
     HelpFormatter() { column_width(kHelpColumn); }
 
     std::string make_usage(CLI::App const*, std::string) const override {
-        return "Usage: tarqlog [OPTIONS] [FILE...]\n";
+        return "Usage: tarqlog [OPTIONS] [FILE...]        logs lines of FILEs or standard input\n"
+               "       tarqlog explain TAG... [OPTIONS]   says which DESTs loggers of TAG reach\n";
     }
 };
 
 std::string Footer() {
     return "DEST is " + DestinationNames() +
-           R"(, with settings: ,levels=LEVELS
-  (a comma or backslash in a setting's value is escaped by a backslash).
+           R"(, with ,levels=LEVELS; \, and \\ stand for , and \.
 LEVELS is all, none, a LEVEL, LEVEL+ for all from it up, or letters as in WEF.
 LEVEL is trace, debug, info, warning, error, fatal, the first letter of these,
   or the system log's name (emerg to debug) or number (0 to 7).
@@ -104,7 +104,7 @@ public:
         CLI::Option* const option = app_.add_option(names, CLI::callback_t(), help);
         option->type_name(value)->option_text(value);
         option->expected(1, CLI::detail::expected_max_vector_size);
-        option->allow_extra_args(false);  // each takes one value, what follows may be a FILE
+        option->allow_extra_args(false);  // each takes one value, what follows may be an operand
         apply_[option] = std::move(apply);
     }
 
@@ -146,9 +146,9 @@ std::vector<std::string> Arguments(int argc, char const* const* argv) {
     return arguments;
 }
 
-/// What CLI11 left: the FILEs, and options that it does not know.
-std::vector<std::string> ToFiles(std::vector<std::string> const& arguments) {
-    std::vector<std::string> files;
+/// What CLI11 left: the operands, and options that it does not know.
+std::vector<std::string> ToOperands(std::vector<std::string> const& arguments) {
+    std::vector<std::string> operands;
     bool optionsEnded = false;
     for (std::string const& argument : arguments) {
         if (!optionsEnded && argument == "--") {
@@ -156,10 +156,10 @@ std::vector<std::string> ToFiles(std::vector<std::string> const& arguments) {
         } else if (!optionsEnded && argument.size() > 1 && argument[0] == '-') {
             throw UsageError("unknown option " + argument);
         } else {
-            files.push_back(argument);
+            operands.push_back(argument);
         }
     }
-    return files.empty() ? std::vector<std::string>{"-"} : files;
+    return operands;
 }
 
 }  // namespace
@@ -167,17 +167,19 @@ std::vector<std::string> ToFiles(std::vector<std::string> const& arguments) {
 Options ParseOptions(int argc, char const* const* argv) {
     Options options;
     Routing routing;
-    CLI::App app("Logs each line of the FILEs, or of standard input, as one record.", "tarqlog");
+    CLI::App app("", "tarqlog");
     app.formatter(std::make_shared<HelpFormatter>());
     app.footer(Footer());
-    app.allow_extras();  // the FILEs; as an option of CLI11's, "[a]" would be a list
+    app.allow_extras();  // the operands; as an option of CLI11's, "[a]" would be a list
 
     ValueOptions values(app);
-    values.Add("-t,--tag", "TAG", "the dotted tag of the records (stdin)",
+    values.Add("-t,--tag", "TAG", "the dotted tag of the records (stdin); not for explain",
                [&](std::string const& text) { options.tag = text; });
     values.Add("-p,--priority", "LEVEL", "the level of lines that carry none (info)",
                [&](std::string const& text) { options.level = ToLevel(text); });
     app.add_flag("--prio-prefix", options.prioPrefix, "a leading <N> is the line's level");
+    app.add_flag("--detect", options.detect,
+                 "or, without one, the first word like ERROR or [warn]");
     app.add_flag("--sub-tags", options.subTags, "a leading word: or word.word: extends the tag");
     values.Add("--max-line", "SIZE", "split lines above SIZE bytes, or with K, M (1M)",
                [&](std::string const& text) { options.maxLine = ToMaxLine(text); });
@@ -185,6 +187,7 @@ Options ParseOptions(int argc, char const* const* argv) {
                [&](std::string const& text) { routing.AddDestination(text); });
     values.Add("-r,--rule", "TAG=LEVELS", "what the DEST before it, else each DEST, takes",
                [&](std::string const& text) { routing.AddRule(text); });
+    app.add_flag("-n,--dry-run", options.dryRun, "print the DESTs with their rules and end");
     app.add_flag("--stats", options.stats, "print counts and speed at the end");
     app.set_help_flag("-h,--help", "print this help");
     app.set_version_flag("--version", "tarqlog " TARQLOG_VERSION, "print the version");
@@ -202,7 +205,7 @@ Options ParseOptions(int argc, char const* const* argv) {
     }
     values.Apply();
     options.destinations = routing.Take();
-    options.files = ToFiles(app.remaining());
+    options.operands = ToOperands(app.remaining());
     return options;
 }
 

@@ -17,11 +17,13 @@ struct Options {
     std::string tag = "stdin";
     Severity level = kInfo;  // of lines that carry none
     bool prioPrefix = false;
+    bool detect = false;
     bool subTags = false;
+    bool dryRun = false;
     bool stats = false;
-    std::size_t maxLine = 1024 * 1024;  // bytes
+    std::size_t maxLine = 1 << 20;  // bytes
     std::vector<Destination> destinations;
-    std::vector<std::string> files;  // "-" is standard input
+    std::vector<std::string> operands;  // FILEs or TAGs
 };
 
 /// @throws UsageError

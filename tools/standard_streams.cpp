@@ -15,7 +15,7 @@ namespace tarqlog::tool {
 
 namespace {
 
-constexpr std::size_t kBufferBytes = 64 * 1024;
+constexpr std::size_t kBufferBytes = 65536;
 
 bool LeadToSameFile(int left, int right) {
     struct stat leftStatus = {};

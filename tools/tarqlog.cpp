@@ -1,4 +1,4 @@
-// tarqlog: reads lines and logs each as one record.
+// tarqlog: reads lines and logs each as one record, or explains what would become of records.
 
 #include <fcntl.h>
 #include <signal.h>
@@ -10,11 +10,14 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include <tarqlog/logcore.h>
 
 #include "complaint.h"
 #include "destination.h"
+#include "explanation.h"
 #include "line_buffer.h"
 #include "line_logger.h"
 #include "options.h"
@@ -56,8 +59,9 @@ Run::Run(Options const& options) : options_(options), lines_(options.maxLine), l
 }
 
 int Run::Execute() {
+    std::vector<std::string> const standardInput = {"-"};
     bool areAllRead = true;
-    for (std::string const& file : options_.files) {
+    for (std::string const& file : options_.operands.empty() ? standardInput : options_.operands) {
         areAllRead = LogFile(file) && areAllRead;
         if (StopRequested() || !output_.AreIntact()) {
             break;
@@ -134,16 +138,57 @@ int Answer(std::string const& text) {
     return isWritten ? 0 : kFailureStatus;
 }
 
+int LogLines(Options const& options) {
+    CatchStopSignals();
+    Register(options.destinations);
+    return Run(options).Execute();
+}
+
+int ExplainTags(Options const& options) {
+    Register(options.destinations);
+    std::string explanations;
+    for (std::string const& tag : options.operands) {
+        explanations += Explain(tag, options.destinations);
+    }
+    return Answer(explanations);
+}
+
+/// What the tool does when its first argument is the command's name.
+struct Command {
+    std::string_view name;
+    char const* operand;  // at least one of these must be there
+    int (*execute)(Options const& options);
+};
+
+constexpr Command kCommands[] = {
+    {"explain", "TAG", &ExplainTags},
+};
+
+/// Null when the first argument names none: then the tool logs lines.
+Command const* FindCommand(int argc, char const* const* argv) {
+    for (Command const& command : kCommands) {
+        if (argc > 1 && command.name == argv[1]) {
+            return &command;
+        }
+    }
+    return nullptr;
+}
+
 int Main(int argc, char const* const* argv) {
-    Options const options = ParseOptions(argc, argv);
+    Command const* const command = FindCommand(argc, argv);
+    int const skipped = command != nullptr ? 1 : 0;
+    Options const options = ParseOptions(argc - skipped, argv + skipped);
     if (!options.answer.empty()) {
         return Answer(options.answer);
     }
-    CatchStopSignals();
-    for (Destination const& destination : options.destinations) {
-        Register(destination);
+    if (command != nullptr && options.operands.empty()) {
+        throw UsageError(std::string(command->name) + ": 1 required " + command->operand +
+                         " missing");
     }
-    return Run(options).Execute();
+    if (options.dryRun) {
+        return Answer(List(options.destinations));
+    }
+    return command != nullptr ? command->execute(options) : LogLines(options);
 }
 
 }  // namespace

@@ -1,0 +1,18 @@
+#ifndef TARQLOG_TOOLS_LEVEL_WORD_H_
+#define TARQLOG_TOOLS_LEVEL_WORD_H_
+
+#include <optional>
+#include <string_view>
+
+#include <tarqlog/severity.h>
+
+namespace tarqlog::tool {
+
+/// The level of the first word in `text` that names one, in any case: TRACE, DEBUG, INFO, WARN,
+/// WARNING, ERROR, FATAL or CRITICAL. A word is made of letters, digits and underscores.
+/// @param endsLine  whether a word at the end of `text` is at the end of the line, and so whole
+std::optional<Severity> FindLevelWord(std::string_view text, bool endsLine);
+
+}  // namespace tarqlog::tool
+
+#endif  // TARQLOG_TOOLS_LEVEL_WORD_H_
