@@ -23,7 +23,7 @@ FilterRule::~FilterRule() = default;
 
 FilterRule& FilterRule::operator=(FilterRule const& other) {
     if (this != &other) {
-        impl_.reset(new Private(*other.impl_));
+        impl_ = std::make_unique<Private>(*other.impl_);
     }
     return *this;
 }

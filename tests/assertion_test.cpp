@@ -100,7 +100,7 @@ TEST(AssertionTest, AnythingThatConvertsToBoolIsAnExpression) {
 
     TARQLOG_ASSERT(&value);
     TARQLOG_ASSERT(std::function<void()>([] {}));
-    TARQLOG_ASSERT(value == 1 ? true : false);
+    TARQLOG_ASSERT(value == 1 ? &value : nullptr);
 }
 
 TEST(AssertionTest, AssertionWithoutDebuggingStopsTheProcessAlike) {

@@ -377,11 +377,11 @@ TEST(LogCoreTest, RecordsOfDifferentThreadsAreDeliveredAtTheSameTime) {
 
 TEST(LogCoreTest, GenerationIsReadWhileAChangeHoldsTheLock) {
     struct AskingAppender : NotingAppender {
-        explicit AskingAppender(LogCore& core) : core_(core) {}
+        explicit AskingAppender(LogCore& core) : askedCore(core) {}
         ~AskingAppender() override {  // under the exclusive lock
-            std::thread([this] { EXPECT_EQ(core_.GetConfigGeneration(), 2U); }).join();
+            std::thread([this] { EXPECT_EQ(askedCore.GetConfigGeneration(), 2U); }).join();
         }
-        LogCore& core_;
+        LogCore& askedCore;
     };
     LogCore core;
     core.AddSink(RootRule(kInfo), SinkOf(boost::make_shared<AskingAppender>(boost::ref(core))));

@@ -107,7 +107,7 @@ void RunOnSmallStack(std::function<void()> body) {
     pthread_attr_t attributes;
     ::pthread_attr_init(&attributes);
     std::size_t const least = static_cast<std::size_t>(PTHREAD_STACK_MIN);
-    ::pthread_attr_setstacksize(&attributes, std::max<std::size_t>(64 * 1024, least));
+    ::pthread_attr_setstacksize(&attributes, std::max<std::size_t>(65536, least));
     pthread_t thread;
     int const error = ::pthread_create(
         &thread, &attributes,

@@ -242,7 +242,7 @@ struct FilledRecord {
     FilledRecord() : hooks(NotedTime, NotedThreadId) {
         timeMs = 123456;
         threadId = 9;
-        original.reset(new LogRecord(kError));
+        original = std::make_unique<LogRecord>(kError);
         Write(*original, "text");
         LogRecordPeer::SetTag(*original, &parts);
         timeMs = 0;

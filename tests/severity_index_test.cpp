@@ -10,18 +10,24 @@ namespace {
 
 /// The index by asking for one level after the other.
 unsigned int IndexByQuestions(std::uint32_t severity) {
-    if ((severity & 1) != 0)
+    if ((severity & 1) != 0) {
         return 0;
-    if ((severity & 2) != 0)
+    }
+    if ((severity & 2) != 0) {
         return 1;
-    if ((severity & 4) != 0)
+    }
+    if ((severity & 4) != 0) {
         return 2;
-    if ((severity & 8) != 0)
+    }
+    if ((severity & 8) != 0) {
         return 3;
-    if ((severity & 16) != 0)
+    }
+    if ((severity & 16) != 0) {
         return 4;
-    if ((severity & 32) != 0)
+    }
+    if ((severity & 32) != 0) {
         return 5;
+    }
     return 6;
 }
 

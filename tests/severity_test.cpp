@@ -36,13 +36,13 @@ TEST(SeverityTest, EachLevelIsOneBitInAscendingOrder) {
 }
 
 TEST(SeverityTest, LevelsCombineAtCompileTime) {
-    constexpr Severity both = kWarning | kError;
-    constexpr Severity shared = both & (kError | kFatal);
-    constexpr Severity others = ~both & kAllSeverities;
+    constexpr Severity kBoth = kWarning | kError;
+    constexpr Severity kShared = kBoth & (kError | kFatal);
+    constexpr Severity kOthers = ~kBoth & kAllSeverities;
 
-    EXPECT_EQ(Bits(both), 24U);
-    EXPECT_EQ(Bits(shared), 16U);
-    EXPECT_EQ(Bits(others), 39U);
+    EXPECT_EQ(Bits(kBoth), 24U);
+    EXPECT_EQ(Bits(kShared), 16U);
+    EXPECT_EQ(Bits(kOthers), 39U);
 }
 
 TEST(SeverityTest, LevelJoinedTwiceIsInTheSetOnce) {

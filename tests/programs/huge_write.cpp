@@ -67,15 +67,15 @@ void operator delete(void* memory, std::size_t) noexcept {
 }
 
 int main() {
-    constexpr std::size_t size = kHugeBytes + 10;
-    char* const text = static_cast<char*>(::operator new(size));
+    constexpr std::size_t kSize = kHugeBytes + 10;
+    char* const text = static_cast<char*>(::operator new(kSize));
     for (std::size_t i = 0; i < kFoldBytes; ++i) {
         text[i] = static_cast<char>('0' + i % 10);
     }
     tarqlog::LogRecord record(tarqlog::kInfo);
     tarqlog::LogRecordStreamBuf buffer(record);
 
-    std::streamsize const written = buffer.sputn(text, static_cast<std::streamsize>(size));
+    std::streamsize const written = buffer.sputn(text, static_cast<std::streamsize>(kSize));
 
     std::string const end(record.GetData().end() - 10, record.GetData().end());
     std::printf("written %td, recorded %zu, ending in %s\n", written, record.GetData().size(),
