@@ -6,6 +6,11 @@ function(tarqlog_own_code target)
         -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
         -ffile-prefix-map=${PROJECT_BINARY_DIR}=.
     )
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+        # A clock that runs on after 2038, and files above 2 GiB. No public header shows a type that
+        # changes with these.
+        target_compile_definitions(${target} PRIVATE _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+    endif()
     if(TARQLOG_WARNINGS)
         target_compile_options(${target} PRIVATE
             -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
@@ -34,4 +39,20 @@ function(tarqlog_harden target)
     if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
         target_link_options(${target} PRIVATE LINKER:-z,relro,-z,now)
     endif()
+endfunction()
+
+# Sets `variable` to the path under which a test finds `target` to run: its own or, in a cross build,
+# that of a script that runs it in the emulator.
+function(tarqlog_runnable variable target)
+    set(path $<TARGET_FILE:${target}>)
+    if(CMAKE_CROSSCOMPILING_EMULATOR)
+        list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+        set(script ${CMAKE_CURRENT_BINARY_DIR}/emulated/${target})
+        file(GENERATE OUTPUT ${script}
+            CONTENT "#!/bin/sh\nexec ${emulator} '${path}' \"$@\"\n"
+            FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+        )
+        set(path ${script})
+    endif()
+    set(${variable} ${path} PARENT_SCOPE)
 endfunction()

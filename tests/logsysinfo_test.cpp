@@ -112,7 +112,7 @@ TEST(LogSysInfoTest, HooksAreSetBeforeAnyStaticConstructorRuns) {
 
 TEST(GetLocalTimeInMsTest, ClockReadingIsTruncatedToMilliseconds) {
     struct {
-        long seconds;
+        long long seconds;
         int microseconds;
         long long milliseconds;
     } const cases[] = {
@@ -231,11 +231,9 @@ TEST(CalendarTest, SecondsAreBrokenDownToUtc) {
         long seconds;
         std::string calendar;
     } const cases[] = {
-        {0, "1970-01-01 00:00:00 Thu 000"},
-        {-1, "1969-12-31 23:59:59 Wed 364"},
-        {951868799, "2000-02-29 23:59:59 Tue 059"},
-        {1700000000, "2023-11-14 22:13:20 Tue 317"},
-        {253402300799, "9999-12-31 23:59:59 Fri 364"},
+        {0, "1970-01-01 00:00:00 Thu 000"},          {-1, "1969-12-31 23:59:59 Wed 364"},
+        {951868799, "2000-02-29 23:59:59 Tue 059"},  {1700000000, "2023-11-14 22:13:20 Tue 317"},
+        {2147483647, "2038-01-19 03:14:07 Tue 018"},
     };
     for (auto const& expected : cases) {
         SCOPED_TRACE(expected.seconds);
@@ -264,6 +262,17 @@ TEST(CalendarTest, SecondsAreBrokenDownToTheLocalTimeOfTheTests) {
     }
 }
 
+// A long of 32 bits does not reach the years of these.
+#if LONG_MAX > INT_MAX
+TEST(CalendarTest, SecondsBeyond32BitsAreBrokenDownToo) {
+    std::tm fields = std::tm();
+
+    EXPECT_TRUE(LogSysInfo::GmTime(2147483648, &fields));
+    EXPECT_EQ(Calendar(fields), "2038-01-19 03:14:08 Tue 018");
+    EXPECT_TRUE(LogSysInfo::GmTime(253402300799, &fields));
+    EXPECT_EQ(Calendar(fields), "9999-12-31 23:59:59 Fri 364");
+}
+
 TEST(CalendarTest, YearThatDoesNotFitIsRefusedWithTheSystemsReason) {
     std::tm fields = std::tm();
 
@@ -277,6 +286,7 @@ TEST(CalendarTest, YearThatDoesNotFitIsRefusedWithTheSystemsReason) {
         EXPECT_EQ(errno, EOVERFLOW);
     }
 }
+#endif
 
 }  // namespace
 }  // namespace tarqlog

@@ -1111,6 +1111,20 @@ TEST(TarqlogToolTest, LinesOfTwoDestinationsInOneFileStayWholeAndInOrder) {
     EXPECT_TRUE(RunShell("\"$0\" -o stdout -o stderr 2>&1", input).output == expected);
 }
 
+TEST(TarqlogToolTest, LinesOfTwoDestinationsStayInOrderInAFileAboveTwoGiBToo) {
+    TemporaryDirectory const directory;
+    std::string const file = directory.File("a");
+    WriteWholeFile(file, "");
+    ASSERT_EQ(::truncate(file.c_str(), off_t(3) << 30U), 0);  // a hole
+
+    ChildResult const result =
+        RunShell("cd '" + directory.Path() + "' && \"$0\" -o stdout -o stderr >>a 2>&1 && " +
+                     "tail -c +3221225473 a",
+                 "one\ntwo\n");
+
+    EXPECT_EQ(result.output, "I (stdin):one\nI (stdin):one\nI (stdin):two\nI (stdin):two\n");
+}
+
 // Errors
 
 TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {

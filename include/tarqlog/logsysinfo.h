@@ -29,7 +29,7 @@ public:
     static unsigned int (*SetGetThreadIdFunc(unsigned int (*func)()))();
 
     /// Breaks `seconds` since the epoch down to local time in `out`, which must not be null. False
-    /// on failure; `errno` is localtime_r()'s.
+    /// on failure; `errno` is localtime_r()'s. A `long` of 32 bits ends at 2038-01-19 03:14:07 UTC.
     static bool LocalTime(long seconds, std::tm* out);
 
     /// The same in UTC. False on failure; `errno` is gmtime_r()'s.

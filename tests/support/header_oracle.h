@@ -40,7 +40,7 @@ inline char ExpectedLetter(std::uint32_t severity) {
 inline std::string ExpectedTime(long long timeMs) {
     long long const seconds = timeMs / 1000;
     long long const milliseconds = timeMs - seconds * 1000;
-    std::time_t const clock = static_cast<std::time_t>(seconds);
+    std::time_t const clock = static_cast<long>(seconds);  // which may have 32 bits
     std::tm fields;
     std::memset(&fields, 0, sizeof fields);
     ::gmtime_r(&clock, &fields);

@@ -43,20 +43,25 @@ private:
     std::atomic<long> strikeAt_{0};
 };
 
-/// The definition of `name` that the program's own stands before.
-inline void* NextSymbol(const char* name) {
-    void* const symbol = ::dlsym(RTLD_NEXT, name);
-    if (symbol == nullptr) {
+/// The definition that the program's own, at `own`, stands before.
+inline void* NextSymbol(void const* own) {
+    // Not by its name in the source: gmtime_r() may be __gmtime64_r, with another kind of time.
+    Dl_info symbol = {};
+    ::dladdr(own, &symbol);
+    char const* const name = symbol.dli_sname != nullptr ? symbol.dli_sname : "nameless function";
+    void* const next = ::dlsym(RTLD_NEXT, name);
+    if (next == nullptr) {
         std::fprintf(stderr, "no %s behind the test's own\n", name);
         std::abort();
     }
-    return symbol;
+    return next;
 }
 
 }  // namespace tarqlog
 
 /// Calls what the interposed `function` stands before.
-#define TARQLOG_NEXT(function) \
-    reinterpret_cast<decltype(&::function)>(::tarqlog::NextSymbol(#function))
+#define TARQLOG_NEXT(function)               \
+    reinterpret_cast<decltype(&::function)>( \
+        ::tarqlog::NextSymbol(reinterpret_cast<void const*>(&::function)))
 
 #endif  // TARQLOG_TESTS_SUPPORT_INTERPOSE_H_
