@@ -50,7 +50,7 @@ Severity FromLetters(std::string const& text) {
     Severity levels = Severity();
     for (char const letter : text) {
         std::string_view::size_type const bit = kLetters.find(letter);
-        if (bit == kLetters.npos) {
+        if (bit == std::string_view::npos) {
             return Severity();
         }
         levels |= static_cast<Severity>(1U << bit);
