@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <stdexcept>
 
 namespace tarqlog {
@@ -29,11 +29,10 @@ void WriteWholeFile(std::string const& path, std::string const& content) {
 
 std::string ReadWholeFile(std::string const& path) {
     std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    if (!(content << file.rdbuf()) && !file.eof()) {
+    if (!file) {
         throw std::runtime_error("cannot read " + path);
     }
-    return content.str();
+    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
 }  // namespace tarqlog
