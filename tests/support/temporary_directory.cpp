@@ -1,15 +1,14 @@
 #include "support/temporary_directory.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
 namespace tarqlog {
 
-TemporaryDirectory::TemporaryDirectory()
-    : path_((std::filesystem::temp_directory_path() / "tarqlog-XXXXXX").string()) {
+TemporaryDirectory::TemporaryDirectory(std::filesystem::path const& parent)
+    : path_((parent / "tarqlog-XXXXXX").string()) {
     if (::mkdtemp(path_.data()) == nullptr) {
         throw std::runtime_error("cannot make " + path_);
     }

@@ -1,6 +1,7 @@
 #ifndef TARQLOG_TESTS_SUPPORT_TEMPORARY_DIRECTORY_H_
 #define TARQLOG_TESTS_SUPPORT_TEMPORARY_DIRECTORY_H_
 
+#include <filesystem>
 #include <string>
 
 namespace tarqlog {
@@ -8,7 +9,8 @@ namespace tarqlog {
 /// A fresh directory, removed with all that is in it.
 class TemporaryDirectory {
 public:
-    TemporaryDirectory();
+    explicit TemporaryDirectory(
+        std::filesystem::path const& parent = std::filesystem::temp_directory_path());
     ~TemporaryDirectory();
 
     TemporaryDirectory(TemporaryDirectory const&) = delete;
