@@ -8,6 +8,7 @@
 #include "tarqlog/console_appender.h"
 #include "tarqlog/error.h"
 #include "tarqlog/export.h"
+#include "tarqlog/file.h"
 #include "tarqlog/format_func.h"
 #include "tarqlog/logcore.h"
 #include "tarqlog/logfilter.h"

@@ -1,5 +1,6 @@
 #include "support/allocations.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -10,6 +11,7 @@ thread_local std::size_t lastAllocationSize = 0;
 thread_local bool isLimited = false;
 thread_local unsigned long allowedAllocations = 0;
 thread_local unsigned long refusedAllocations = 0;
+thread_local int errnoAfterDelete = 0;  // 0: as it was
 
 void* Allocate(std::size_t size) {
     ++allocationCount;
@@ -40,10 +42,13 @@ void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
 
 void operator delete(void* memory) noexcept {
     std::free(memory);
+    if (memory != nullptr && errnoAfterDelete != 0) {
+        errno = errnoAfterDelete;
+    }
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    ::operator delete(memory);
 }
 
 namespace tarqlog {
@@ -68,6 +73,14 @@ AllocationLimit::~AllocationLimit() {
 
 unsigned long AllocationLimit::Refused() const {
     return refusedAllocations;
+}
+
+ErrnoAfterDelete::ErrnoAfterDelete(int number) {
+    errnoAfterDelete = number;
+}
+
+ErrnoAfterDelete::~ErrnoAfterDelete() {
+    errnoAfterDelete = 0;
 }
 
 }  // namespace tarqlog

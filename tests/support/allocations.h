@@ -27,6 +27,16 @@ public:
     unsigned long Refused() const;
 };
 
+/// While it lives, this thread's `delete` leaves `number` in errno, as it may.
+class ErrnoAfterDelete {
+public:
+    explicit ErrnoAfterDelete(int number);
+    ~ErrnoAfterDelete();
+
+    ErrnoAfterDelete(ErrnoAfterDelete const&) = delete;
+    ErrnoAfterDelete& operator=(ErrnoAfterDelete const&) = delete;
+};
+
 }  // namespace tarqlog
 
 #endif  // TARQLOG_TESTS_SUPPORT_ALLOCATIONS_H_
