@@ -9,6 +9,7 @@
 #include "tarqlog/error.h"
 #include "tarqlog/export.h"
 #include "tarqlog/file.h"
+#include "tarqlog/file_appender.h"
 #include "tarqlog/format_func.h"
 #include "tarqlog/logcore.h"
 #include "tarqlog/logfilter.h"
