@@ -10,6 +10,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -793,7 +794,7 @@ TEST(TarqlogToolTest, DryRunReadsNothing) {
 
 TEST(TarqlogToolTest, ErrorInTheOptionsIsOneInADryRunToo) {
     for (Arguments const& arguments :
-         {Arguments{"-n", "-o", "file"}, Arguments{"-n", "-r", "stdin"}, Arguments{"-n", "--loud"},
+         {Arguments{"-n", "-o", "tape"}, Arguments{"-n", "-r", "stdin"}, Arguments{"-n", "--loud"},
           Arguments{"-n", "-p", "loud"}, Arguments{"explain", "-n"}}) {
         ChildResult const result = RunTool(arguments);
         EXPECT_EQ(result.exitStatus, 2);
@@ -1125,6 +1126,228 @@ TEST(TarqlogToolTest, LinesOfTwoDestinationsStayInOrderInAFileAboveTwoGiBToo) {
     EXPECT_EQ(result.output, "I (stdin):one\nI (stdin):one\nI (stdin):two\nI (stdin):two\n");
 }
 
+// Files as destinations
+
+TEST(TarqlogToolTest, FileTakesTheLinesBehindWhatItHolds) {
+    TemporaryDirectory const directory;
+    std::string const path = directory.File("with \xC3\xA4, blank");
+    WriteWholeFile(path, "before\n");
+
+    ChildResult const result =
+        RunTool({"-o", "file:" + directory.File("with \xC3\xA4\\, blank")}, "one\ntwo\n");
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output + result.errors, "");
+    EXPECT_EQ(Masked(ReadWholeFile(path)), "before\nI (stdin):one\nI (stdin):two\n");
+}
+
+TEST(TarqlogToolTest, TruncatedFileHoldsTheNewLinesAlone) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("log"), "before\n");
+
+    RunTool({"-o", "file:" + directory.File("log") + ",truncate"}, "one\n");
+
+    EXPECT_EQ(Masked(ReadWholeFile(directory.File("log"))), "I (stdin):one\n");
+}
+
+/// `count` lines of 1024 bytes with their header, number `first` the first. Their texts are short
+/// enough for any thread id.
+std::string Lines(int first, int count) {
+    std::string lines;
+    for (int i = 0; i < count; ++i) {
+        std::string const number = std::to_string(first + i);
+        lines += number + std::string(900 - number.size(), '.') + '\n';
+    }
+    return lines;
+}
+
+/// The numbers at the beginning of the texts in a log of Lines().
+std::vector<int> Numbers(std::string const& path) {
+    std::istringstream log(ReadWholeFile(path));
+    std::vector<int> numbers;
+    for (std::string line; std::getline(log, line);) {
+        numbers.push_back(std::stoi(line.substr(line.find("):") + 2)));
+    }
+    return numbers;
+}
+
+TEST(TarqlogToolTest, FileBeginsAnewAtItsSize) {
+    TemporaryDirectory const directory;
+
+    RunTool({"-o", "file:" + directory.File("log") + ",size=2K"}, Lines(1, 7));
+
+    EXPECT_EQ(Numbers(directory.File("log")), (std::vector<int>{7}));
+}
+
+TEST(TarqlogToolTest, SizeOfAFileIsRoundedUpToKiB) {
+    TemporaryDirectory const directory;
+
+    RunTool({"-o", "file:" + directory.File("log") + ",size=1025"}, Lines(1, 3));
+
+    EXPECT_EQ(Numbers(directory.File("log")), (std::vector<int>{1, 2, 3}));
+}
+
+TEST(TarqlogToolTest, RolledFilesAreKeptAsManyAsAskedFor) {
+    TemporaryDirectory const directory;
+
+    RunTool({"-o", "roll:" + directory.File("log") + ",size=2k,keep=2"}, Lines(1, 11));
+
+    EXPECT_EQ(Numbers(directory.File("log")), (std::vector<int>{10, 11}));
+    EXPECT_EQ(Numbers(directory.File("log.1")), (std::vector<int>{7, 8, 9}));
+    EXPECT_EQ(Numbers(directory.File("log.2")), (std::vector<int>{4, 5, 6}));
+    EXPECT_NE(::access(directory.File("log.3").c_str(), F_OK), 0);
+}
+
+TEST(TarqlogToolTest, FiveRolledFilesAreKeptUnlessToldOtherwise) {
+    TemporaryDirectory const directory;
+
+    RunTool({"-o", "roll:" + directory.File("log") + ",size=1K"}, Lines(1, 20));
+
+    EXPECT_EQ(::access(directory.File("log.5").c_str(), F_OK), 0);
+    EXPECT_NE(::access(directory.File("log.6").c_str(), F_OK), 0);
+}
+
+TEST(TarqlogToolTest, LevelsAndRulesOfAFileCount) {
+    TemporaryDirectory const directory;
+
+    RunTool({"--prio-prefix", "--sub-tags", "-o", "file:" + directory.File("log") + ",levels=W",
+             "-r", "stdin.mute=none"},
+            "<4>one\n<6>two\n<4>mute: three\n");
+
+    EXPECT_EQ(Masked(ReadWholeFile(directory.File("log"))), "W (stdin):one\n");
+}
+
+TEST(TarqlogToolTest, FileThatCannotBeOpenedEndsTheToolBeforeItReads) {
+    TemporaryDirectory const directory;
+    for (std::string const destination : {"file:", "roll:"}) {
+        std::string const path = directory.File("missing/log");
+
+        ChildResult const result =
+            RunTool({"-o", "stdout", "-o", destination + path + ",size=1M"}, "one\n");
+
+        EXPECT_EQ(result.exitStatus, 1);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "tarqlog: cannot open " + path + ": No such file or directory\n");
+    }
+}
+
+TEST(TarqlogToolTest, DryRunAndExplainLeaveFilesAlone) {
+    TemporaryDirectory const directory;
+    std::string const path = directory.File("log");
+    std::string const destination = "file:" + path + ",truncate,levels=E";
+
+    EXPECT_EQ(RunTool({"-n", "-o", destination}).output, "1 " + destination + "\n  rule =all\n");
+    EXPECT_EQ(
+        RunTool({"explain", "web", "-o", destination}).output,
+        "tag 'web'\n  1 " + destination + ": reached with E, through rule =all and levels=E\n");
+    EXPECT_NE(::access(path.c_str(), F_OK), 0);
+}
+
+/// Waits until the file at `path` holds `content`, times and thread ids left out.
+void AwaitContent(std::string const& path, std::string const& content) {
+    while (::access(path.c_str(), F_OK) != 0 || Masked(ReadWholeFile(path)) != content) {
+        std::this_thread::yield();
+    }
+}
+
+TEST(TarqlogToolTest, BufferedLinesAreWrittenTogether) {
+    TemporaryDirectory const directory;
+    RunningTool tool({"-o", "file:" + directory.File("log") + ",buffer=3", "-o", "stdout"});
+    tool.Write("one\ntwo\n");
+    tool.ReadOutputLine();
+    tool.ReadOutputLine();
+    EXPECT_EQ(ReadWholeFile(directory.File("log")), "");
+
+    tool.Write("three\n");
+
+    AwaitContent(directory.File("log"), "I (stdin):one\nI (stdin):two\nI (stdin):three\n");
+}
+
+TEST(TarqlogToolTest, BufferedLinesAreWrittenWhenTheInputIsQuiet) {
+    TemporaryDirectory const directory;
+    RunningTool tool({"-o", "file:" + directory.File("log") + ",buffer=9"});
+
+    tool.Write("one\n");
+    AwaitContent(directory.File("log"), "I (stdin):one\n");
+    tool.Write("two\n");
+    AwaitContent(directory.File("log"), "I (stdin):one\nI (stdin):two\n");
+}
+
+TEST(TarqlogToolTest, BufferedLinesAreWrittenAtEachCleanEnd) {
+    for (int const signal : {0, SIGTERM, SIGINT}) {
+        SCOPED_TRACE(signal);
+        TemporaryDirectory const directory;
+        RunningTool tool({"-o", "file:" + directory.File("log") + ",buffer=9", "-o", "stdout"});
+        tool.Write("one\n");
+        tool.ReadOutputLine();
+        if (signal != 0) {
+            tool.Signal(signal);
+        } else {
+            tool.CloseInput();
+        }
+
+        EXPECT_EQ(tool.Finish().exitStatus, 0);
+        EXPECT_EQ(Masked(ReadWholeFile(directory.File("log"))), "I (stdin):one\n");
+    }
+}
+
+TEST(TarqlogToolTest, HangUpWritesTheBuffersAndReopensTheFilesByName) {
+    TemporaryDirectory const directory;
+    std::string const log = directory.File("log");
+    // Also where a hang-up is ignored, as under nohup.
+    for (auto const before : {SIG_DFL, SIG_IGN}) {
+        RunningTool tool({"-o", "file:" + log + ",truncate,buffer=9", "-o", "stdout"},
+                         [=] { ::signal(SIGHUP, before); });
+        for (std::string const name : {"first", "second"}) {
+            tool.Write(name + "\n");
+            tool.ReadOutputLine();
+            ASSERT_EQ(std::rename(log.c_str(), directory.File(name).c_str()), 0);
+            tool.Signal(SIGHUP);
+            AwaitContent(log, "");
+
+            EXPECT_EQ(Masked(ReadWholeFile(directory.File(name))), "I (stdin):" + name + "\n");
+        }
+        tool.Write("third\n");
+        tool.CloseInput();
+
+        EXPECT_EQ(tool.Finish().exitStatus, 0);
+        EXPECT_EQ(Masked(ReadWholeFile(log)), "I (stdin):third\n");
+    }
+}
+
+TEST(TarqlogToolTest, HangUpKeepsAFileThatNobodyMoved) {
+    TemporaryDirectory const directory;
+    RunningTool tool({"-o", "file:" + directory.File("log"), "-o", "stdout"});
+    tool.Write("one\n");
+    tool.ReadOutputLine();
+    tool.Signal(SIGHUP);
+    tool.Write("two\n");
+    tool.CloseInput();
+
+    EXPECT_EQ(tool.Finish().exitStatus, 0);
+    EXPECT_EQ(Masked(ReadWholeFile(directory.File("log"))), "I (stdin):one\nI (stdin):two\n");
+}
+
+TEST(TarqlogToolTest, FileThatCannotBeReopenedIsComplainedOfAndTriedAgain) {
+    TemporaryDirectory const directory;
+    std::string const log = directory.File("logs/log");
+    ASSERT_EQ(::mkdir(directory.File("logs").c_str(), 0700), 0);
+    RunningTool tool({"-o", "file:" + log, "-o", "stdout"});
+    tool.Write("before\n");
+    EXPECT_EQ(tool.ReadOutputLine(), "I (stdin):before\n");
+    ASSERT_EQ(std::rename(directory.File("logs").c_str(), directory.File("old").c_str()), 0);
+    tool.Signal(SIGHUP);
+    EXPECT_EQ(tool.ReadErrorLine(),
+              "tarqlog: cannot open " + log + ": No such file or directory\n");
+    ASSERT_EQ(::mkdir(directory.File("logs").c_str(), 0700), 0);
+
+    tool.Write("one\n");
+    tool.CloseInput();
+
+    EXPECT_EQ(tool.Finish().exitStatus, 0);
+    EXPECT_EQ(Masked(ReadWholeFile(log)), "I (stdin):one\n");
+}
+
 // Errors
 
 TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
@@ -1132,12 +1355,15 @@ TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
         Arguments arguments;
         char const* errors;
     } const kCases[] = {
-        {{"-o", "file"}, "--to 'file': unknown destination 'file', known are stdout or stderr"},
-        {{"--to="}, "--to '': unknown destination '', known are stdout or stderr"},
+        {{"-o", "tape"},
+         "--to 'tape': unknown destination 'tape', known are stdout, stderr, file:PATH or "
+         "roll:PATH"},
+        {{"--to="},
+         "--to '': unknown destination '', known are stdout, stderr, file:PATH or roll:PATH"},
         {{"-o", "stdout,color=on"}, "--to 'stdout,color=on': unknown setting 'color'"},
         {{"-o", "stdout,levels=W,levels=E"},
          "--to 'stdout,levels=W,levels=E': setting 'levels' is given twice"},
-        {{"-o", "stdout,"}, "--to 'stdout,': setting '' is not of the form key=value"},
+        {{"-o", "stdout,"}, "--to 'stdout,': unknown setting ''"},
         {{"-o", "stdout,levels"},
          "--to 'stdout,levels': setting 'levels' is not of the form key=value"},
         {{"-o", "stdout,levels="}, "--to 'stdout,levels=': levels '' are unknown"},
@@ -1165,13 +1391,44 @@ TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
         {{"--loud"}, "unknown option --loud"},
         {{"-x"}, "unknown option -x"},
         {{"-o", "stdout", "file", "--loud"}, "unknown option --loud"},
+        {{"-o", "file"}, "--to 'file': a path is missing, as in file:app.log"},
+        {{"-o", "roll:"}, "--to 'roll:': a path is missing, as in roll:app.log"},
+        {{"-o", "stderr:x"}, "--to 'stderr:x': 'stderr' takes no path"},
+        {{"-o", "roll:x"}, "--to 'roll:x': it needs 'size', the size at which files roll"},
+        {{"-o", "stdout,size=1K"}, "--to 'stdout,size=1K': unknown setting 'size'"},
+        {{"-o", "file:x,keep=1"}, "--to 'file:x,keep=1': unknown setting 'keep'"},
+        {{"-o", "roll:x,size=1K,truncate"},
+         "--to 'roll:x,size=1K,truncate': unknown setting 'truncate'"},
+        {{"-o", "file:x,truncate=no"},
+         "--to 'file:x,truncate=no': setting 'truncate' takes no value"},
+        {{"-o", "file:x,size=0"},
+         "--to 'file:x,size=0': setting 'size' is not a size above 0, as in 512K, 10M or 1G"},
+        {{"-o", "file:x,size=1T"},
+         "--to 'file:x,size=1T': setting 'size' is not a size above 0, as in 512K, 10M or 1G"},
+        {{"-o", "file:x,size=-1"},
+         "--to 'file:x,size=-1': setting 'size' is not a size above 0, as in 512K, 10M or 1G"},
+        {{"-o", "file:x,size=99999999999G"},
+         "--to 'file:x,size=99999999999G': setting 'size' is not a size above 0, as in 512K, 10M "
+         "or 1G"},
+        {{"-o", "roll:x,size=1K,keep=10"},
+         "--to 'roll:x,size=1K,keep=10': setting 'keep' is not a number from 0 to 9"},
+        {{"-o", "roll:x,size=1K,keep="},
+         "--to 'roll:x,size=1K,keep=': setting 'keep' is not a number from 0 to 9"},
+        {{"-o", "file:x,buffer=many"},
+         "--to 'file:x,buffer=many': setting 'buffer' is not a number from 0 to 2147483647"},
+        {{"-o", "file:x,buffer=2147483648"},
+         "--to 'file:x,buffer=2147483648': setting 'buffer' is not a number from 0 to 2147483647"},
+        {{"-o", "file:x,size=1K,buffer=64"},
+         "--to 'file:x,size=1K,buffer=64': setting 'buffer' is at most 63 beside 'size': a larger "
+         "buffer is written only as the file is closed, which never shows its size"},
         {{"-o"}, "--to: 1 required DEST missing"},
         {{"-p", "info", "-t"}, "--tag: 1 required TAG missing"},
         {{"--lo\nud"}, "unknown option --lo?ud"},
         {{"explain"}, "explain: 1 required TAG missing"},
         {{"explain", "-o", "stdout"}, "explain: 1 required TAG missing"},
-        {{"explain", "web", "-o", "file"},
-         "--to 'file': unknown destination 'file', known are stdout or stderr"},
+        {{"explain", "web", "-o", "tape"},
+         "--to 'tape': unknown destination 'tape', known are stdout, stderr, file:PATH or "
+         "roll:PATH"},
         {{"explain", "web", "--loud"}, "unknown option --loud"},
     };
     for (auto const& row : kCases) {
@@ -1448,26 +1705,21 @@ TEST(TarqlogToolTest, HelpFitsOneScreenAndNamesEachOption) {
         }
         EXPECT_LE(lines, 24);
         EXPECT_EQ(result.output.back(), '\n');
-        for (std::string const name :
-             {"-t,--tag", "-p,--priority", "--prio-prefix", "--detect", "--sub-tags", "--max-line",
-              "-o,--to", "-r,--rule", "-n,--dry-run", "--stats", "-h,--help", "--version",
-              "[FILE...]", "tarqlog explain TAG...", "stdout", "stderr", "levels=", "Example: "}) {
+        for (std::string const name : {"-t,--tag",      "-p,--priority",
+                                       "--prio-prefix", "--detect",
+                                       "--sub-tags",    "--max-line",
+                                       "-o,--to",       "-r,--rule",
+                                       "-n,--dry-run",  "--stats",
+                                       "-h,--help",     "--version",
+                                       "[FILE...]",     "tarqlog explain TAG...",
+                                       "stdout",        "stderr",
+                                       "file:PATH",     "roll:PATH",
+                                       "levels=",       "size=",
+                                       "keep=",         "buffer=",
+                                       "truncate"}) {
             EXPECT_NE(result.output.find(name), std::string::npos) << name;
         }
     }
-}
-
-TEST(TarqlogToolTest, ExampleOfTheHelpWorks) {
-    std::string const help = RunTool({"--help"}).output;
-    std::string::size_type const begin = help.find("| tarqlog");
-    ASSERT_NE(begin, std::string::npos);
-
-    ChildResult const result = RunShell("tarqlog() { \"$0\" \"$@\"; }; cat " + help.substr(begin),
-                                        "<6>[    0.5] usbcore: x\n<4>[    0.6] hub: y\n");
-
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.output, "W (kernel.hub):[    0.6] hub: y\n");
-    EXPECT_EQ(result.errors, "W (kernel.hub):[    0.6] hub: y\n");
 }
 
 TEST(TarqlogToolTest, HelpIsGivenWhateverTheOtherArguments) {

@@ -1,7 +1,11 @@
 #include "destination.h"
 
+#include <cerrno>
+#include <climits>
+#include <cstring>
 #include <map>
 #include <optional>
+#include <stdexcept>
 
 #include <boost/make_shared.hpp>
 
@@ -12,28 +16,131 @@
 
 #include "complaint.h"
 #include "levels.h"
+#include "number.h"
 
 namespace tarqlog::tool {
 
 namespace {
 
-/// The settings that nobody has asked for yet. What is left in the end is unknown.
-using Settings = std::map<std::string, std::string>;
+constexpr int kDefaultKeptFiles = 5;
+constexpr int kMaxKeptFiles = 9;
+constexpr int kMaxBufferWithSize = 63;
+
+/// The settings that nobody has asked for yet; those of a key alone have no value. What is left in
+/// the end is unknown.
+using Settings = std::map<std::string, std::optional<std::string>>;
+
+bool TakeFlag(Settings& settings, std::string const& key) {
+    Settings::node_type const setting = settings.extract(key);
+    if (setting && setting.mapped()) {
+        throw UsageError("setting '" + key + "' takes no value");
+    }
+    return static_cast<bool>(setting);
+}
+
+/// The value of `key`, which is no longer among `settings` then.
+std::optional<std::string> TakeSetting(Settings& settings, std::string const& key) {
+    Settings::node_type const setting = settings.extract(key);
+    if (!setting) {
+        return std::nullopt;
+    }
+    if (!setting.mapped()) {
+        throw UsageError("setting '" + key + "' is not of the form key=value");
+    }
+    return setting.mapped();
+}
+
+int TakeCount(Settings& settings, std::string const& key, int most, int otherwise) {
+    std::optional<std::string> const text = TakeSetting(settings, key);
+    if (!text) {
+        return otherwise;
+    }
+    std::optional<unsigned long long> const count = ToNumber(*text);
+    if (!count || *count > static_cast<unsigned int>(most)) {
+        throw UsageError("setting '" + key + "' is not a number from 0 to " + std::to_string(most));
+    }
+    return static_cast<int>(*count);
+}
+
+/// What the two kinds of files have in common.
+struct FileSettings {
+    long long limitKiB;  // 0: none
+    int bufferedRecords;
+};
+
+FileSettings TakeFileSettings(Settings& settings) {
+    FileSettings file = {0, TakeCount(settings, "buffer", INT_MAX, 0)};
+    if (std::optional<std::string> const size = TakeSetting(settings, "size")) {
+        std::optional<unsigned long long> const bytes = ToBytes(*size);
+        if (!bytes) {
+            throw UsageError("setting 'size' is not a size above 0, as in 512K, 10M or 1G");
+        }
+        file.limitKiB = static_cast<long long>((*bytes - 1) / 1024 + 1);  // rounded up
+        if (file.bufferedRecords > kMaxBufferWithSize) {
+            throw UsageError(
+                "setting 'buffer' is at most 63 beside 'size': a larger buffer is written only as "
+                "the file is closed, which never shows its size");
+        }
+    }
+    return file;
+}
+
+Outlet OpenFile(boost::shared_ptr<FileAppender> const& appender) {
+    if (!appender->Open(FileAppender::kAppendMode)) {  // true where it is open already
+        int const error = errno;
+        throw std::runtime_error("cannot open " + appender->GetFilename() + ": " +
+                                 std::strerror(error));
+    }
+    return {appender, nullptr, appender.get()};
+}
+
+/// How a destination of this kind is opened.
+/// @param path      what stands behind the kind's name
+/// @param settings  of which it takes its own
+using Maker = std::function<Outlet()> (*)(std::string const& path, Settings& settings);
+
+template <ConsoleAppender::OutStreamType type>
+std::function<Outlet()> MakeConsole(std::string const&, Settings&) {
+    return [] {
+        bool const isOutput = type == ConsoleAppender::kStdout;
+        return Outlet{boost::make_shared<ConsoleAppender>(type), isOutput ? stdout : stderr,
+                      nullptr};
+    };
+}
+
+std::function<Outlet()> MakeFile(std::string const& path, Settings& settings) {
+    FileSettings const file = TakeFileSettings(settings);
+    FileAppender::OpenMode const mode =
+        TakeFlag(settings, "truncate") ? FileAppender::kTruncateMode : FileAppender::kAppendMode;
+    return [=] {
+        return OpenFile(
+            boost::make_shared<FileAppender>(path, file.limitKiB, file.bufferedRecords, mode));
+    };
+}
+
+std::function<Outlet()> MakeRoll(std::string const& path, Settings& settings) {
+    FileSettings const file = TakeFileSettings(settings);
+    int const keptFiles = TakeCount(settings, "keep", kMaxKeptFiles, kDefaultKeptFiles);
+    if (file.limitKiB == 0) {
+        throw UsageError("it needs 'size', the size at which files roll");
+    }
+    return [=] {
+        return OpenFile(boost::make_shared<RollingFileAppender>(path, file.limitKiB, keptFiles,
+                                                                file.bufferedRecords));
+    };
+}
 
 struct DestinationKind {
     char const* name;
-    Destination (*make)(Settings& settings);  // takes the settings of its own
+    bool takesPath;
+    Maker make;
 };
 
-template <ConsoleAppender::OutStreamType type>
-Destination MakeConsole(Settings&) {
-    bool const isOutput = type == ConsoleAppender::kStdout;
-    return {{}, boost::make_shared<ConsoleAppender>(type), isOutput ? stdout : stderr, {}};
-}
-
 constexpr DestinationKind kKinds[] = {
-    {"stdout", &MakeConsole<ConsoleAppender::kStdout>},
-    {"stderr", &MakeConsole<ConsoleAppender::kStderr>},
+    {"stdout", false, &MakeConsole<ConsoleAppender::kStdout>},
+    {"stderr", false, &MakeConsole<ConsoleAppender::kStderr>},
+    {"file", true, &MakeFile},
+    {"roll", true, &MakeRoll},
 };
 
 DestinationKind const& FindKind(std::string const& name) {
@@ -64,34 +171,46 @@ std::vector<std::string> SplitAtCommas(std::string const& text) {
 
 void AddSetting(Settings& settings, std::string const& field) {
     std::string::size_type const equals = field.find('=');
-    if (equals == std::string::npos) {
-        throw UsageError("setting '" + field + "' is not of the form key=value");
-    }
     std::string const key = field.substr(0, equals);
-    if (!settings.emplace(key, field.substr(equals + 1)).second) {
+    std::optional<std::string> value;
+    if (equals != std::string::npos) {
+        value = field.substr(equals + 1);
+    }
+    if (!settings.emplace(key, value).second) {
         throw UsageError("setting '" + key + "' is given twice");
     }
 }
 
-/// The value of `key`, which is no longer among `settings` then.
-std::optional<std::string> TakeSetting(Settings& settings, std::string const& key) {
-    Settings::node_type const setting = settings.extract(key);
-    return setting ? std::make_optional(setting.mapped()) : std::nullopt;
+void AddSink(Destination const& destination, boost::shared_ptr<AppenderBase> const& appender) {
+    boost::shared_ptr<LogSink> const sink = boost::make_shared<LogSink>();
+    sink->AddAppender(appender);
+    LogCore::Get()->AddSink(destination.rules, sink);
 }
 
 }  // namespace
 
 Destination MakeDestination(std::string const& text) {
     std::vector<std::string> const fields = SplitAtCommas(text);
-    DestinationKind const& kind = FindKind(fields.front());
+    std::string::size_type const colon = fields.front().find(':');
+    std::string const path =
+        colon == std::string::npos ? std::string() : fields.front().substr(colon + 1);
+    DestinationKind const& kind = FindKind(fields.front().substr(0, colon));
+    if (kind.takesPath && path.empty()) {
+        throw UsageError("a path is missing, as in " + std::string(kind.name) + ":app.log");
+    }
+    if (!kind.takesPath && colon != std::string::npos) {
+        throw UsageError("'" + std::string(kind.name) + "' takes no path");
+    }
     Settings settings;
     for (auto field = fields.begin() + 1; field != fields.end(); ++field) {
         AddSetting(settings, *field);
     }
-    Destination destination = kind.make(settings);
+    Destination destination;
     destination.text = text;
+    destination.isFile = kind.takesPath;
+    destination.open = kind.make(path, settings);
     if (std::optional<std::string> const levels = TakeSetting(settings, "levels")) {
-        destination.appender->SetSeverity(ToLevels(*levels));
+        destination.levels = ToLevels(*levels);
     }
     if (!settings.empty()) {
         throw UsageError("unknown setting '" + settings.begin()->first + "'");
@@ -102,16 +221,28 @@ Destination MakeDestination(std::string const& text) {
 std::string DestinationNames() {
     std::string names;
     for (DestinationKind const& kind : kKinds) {
-        names += (names.empty() ? "" : " or ") + std::string(kind.name);
+        bool const isLast = &kind == std::end(kKinds) - 1;
+        names += (names.empty() ? ""
+                  : isLast      ? " or "
+                                : ", ") +
+                 std::string(kind.name) + (kind.takesPath ? ":PATH" : "");
     }
     return names;
 }
 
-void Register(std::vector<Destination> const& destinations) {
+std::vector<Outlet> OpenAndRegister(std::vector<Destination> const& destinations) {
+    std::vector<Outlet> outlets;
     for (Destination const& destination : destinations) {
-        boost::shared_ptr<LogSink> const sink = boost::make_shared<LogSink>();
-        sink->AddAppender(destination.appender);
-        LogCore::Get()->AddSink(destination.rules, sink);
+        outlets.push_back(destination.open());
+        outlets.back().appender->SetSeverity(destination.levels);
+        AddSink(destination, outlets.back().appender);
+    }
+    return outlets;
+}
+
+void RegisterClosed(std::vector<Destination> const& destinations) {
+    for (Destination const& destination : destinations) {
+        AddSink(destination, boost::make_shared<ConsoleAppender>(ConsoleAppender::kStderr));
     }
 }
 
@@ -121,7 +252,7 @@ std::vector<Severity> TakenLevels(std::string const& tag,
     LogCore::Get()->CollectSinks(entries, FilterRule(tag, kAllSeverities).GetTag());
     std::vector<Severity> taken(destinations.size());
     for (SinkEntry const& entry : entries) {
-        taken[entry.first] = entry.second & destinations[entry.first].appender->GetSevertiy();
+        taken[entry.first] = entry.second & destinations[entry.first].levels;
     }
     return taken;
 }

@@ -2,6 +2,7 @@
 #define TARQLOG_TOOLS_DESTINATION_H_
 
 #include <cstdio>
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -9,31 +10,43 @@
 #include <boost/shared_ptr.hpp>
 
 #include <tarqlog/appender_base.h>
+#include <tarqlog/file_appender.h>
 #include <tarqlog/logfilter.h>
 #include <tarqlog/severity.h>
 
 namespace tarqlog::tool {
 
-/// Where records go, and which of them.
-struct Destination {
-    std::string text;  // what it was made from
+/// A destination that is open.
+struct Outlet {
     boost::shared_ptr<AppenderBase> appender;
-    std::FILE* stream;           // the standard stream that the appender writes to, if it does
-    std::set<FilterRule> rules;  // the root rule is always among them
+    std::FILE* stream;   // the standard stream that the appender writes to, or null
+    FileAppender* file;  // the appender where it writes to a file, or null
 };
 
-/// Makes what `text`, "NAME[,key=value...]", asks for, without rules.
+/// Where records go, and which of them. Opens nothing by itself.
+struct Destination {
+    std::string text;                  // what it was made from
+    Severity levels = kAllSeverities;  // what its own mask lets through
+    std::set<FilterRule> rules;        // the root rule is always among them
+    bool isFile = false;
+    std::function<Outlet()> open;      // throws std::runtime_error when that fails
+};
+
+/// Makes what `text`, "NAME[:PATH][,key=value...]", asks for, without rules.
 /// @throws UsageError
 Destination MakeDestination(std::string const& text);
 
-/// The names that MakeDestination() knows: "stdout or stderr".
+/// The names that MakeDestination() knows: "stdout, ... or roll:PATH".
 std::string DestinationNames();
 
-/// Adds a sink for each of `destinations` to the process-wide core, which has none yet.
-void Register(std::vector<Destination> const& destinations);
+/// Opens the `destinations` and adds a sink for each to the process-wide core, which has none yet.
+std::vector<Outlet> OpenAndRegister(std::vector<Destination> const& destinations);
+
+/// Adds sinks that route like those of `destinations`, which stay closed.
+void RegisterClosed(std::vector<Destination> const& destinations);
 
 /// The levels that each of the registered `destinations` takes from a logger of `tag`: those that
-/// get through its rules and the mask of its appender.
+/// get through its rules and its mask.
 std::vector<Severity> TakenLevels(std::string const& tag,
                                   std::vector<Destination> const& destinations);
 

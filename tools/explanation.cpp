@@ -47,8 +47,7 @@ FilterRule const& DecidingRule(std::set<FilterRule> const& rules, TagParts const
 
 /// What it means that `destination` takes `taken`, for which `rule` has decided.
 std::string Verdict(Destination const& destination, FilterRule const& rule, Severity taken) {
-    std::string const masks =
-        RuleText(rule) + " and levels=" + ToText(destination.appender->GetSevertiy());
+    std::string const masks = RuleText(rule) + " and levels=" + ToText(destination.levels);
     if (taken != 0) {
         return "reached with " + ToText(taken) + ", through " + masks;
     }

@@ -1,6 +1,5 @@
 #include "options.h"
 
-#include <cstdlib>
 #include <functional>
 #include <map>
 #include <memory>
@@ -15,6 +14,7 @@
 
 #include "complaint.h"
 #include "levels.h"
+#include "number.h"
 
 namespace tarqlog::tool {
 
@@ -36,13 +36,13 @@ public:
 
 std::string Footer() {
     return "DEST is " + DestinationNames() +
-           R"(, with ,levels=LEVELS; \, and \\ stand for , and \.
+           R"(, with (\, is , and \\ is \):
+  ,levels=LEVELS  what it takes      ,buffer=N  records in one write to a file
+  ,size=SIZE      when a file begins anew or rolls, as in 512K, 10M or 1G
+  ,keep=N         rolled files (5)   ,truncate  empties file:PATH at the start
 LEVELS is all, none, a LEVEL, LEVEL+ for all from it up, or letters as in WEF.
 LEVEL is trace, debug, info, warning, error, fatal, the first letter of these,
-  or the system log's name (emerg to debug) or number (0 to 7).
-
-Example: dmesg --raw | tarqlog -t kernel --prio-prefix --sub-tags \
-             -o stdout -r kernel.usbcore=none -o stderr,levels=warning+)";
+  or the system log's name (emerg to debug) or number (0 to 7).)";
 }
 
 /// Destinations and rules in the order in which the command line names them.
@@ -84,14 +84,11 @@ private:
 };
 
 std::size_t ToMaxLine(std::string const& text) {
-    char* end = nullptr;
-    unsigned long long const size = std::strtoull(text.c_str(), &end, 10);
-    std::string const unit = end;
-    int const shift = unit == "M" || unit == "m" ? 20 : unit == "K" || unit == "k" ? 10 : 0;
-    if ((shift == 0 && !unit.empty()) || size == 0 || size > kMaxLineLimit >> shift) {
+    std::optional<unsigned long long> const size = ToBytes(text);
+    if (!size || *size > kMaxLineLimit) {
         throw UsageError("not a number of bytes from 1 to 1024M");
     }
-    return static_cast<std::size_t>(size) << shift;
+    return static_cast<std::size_t>(*size);
 }
 
 /// The options that take a value. Their order counts: a rule is for the destination before it.

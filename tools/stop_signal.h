@@ -5,13 +5,22 @@ namespace tarqlog::tool {
 
 /// From now on the first SIGINT, SIGTERM or SIGHUP is a request to stop, and a second one kills. A
 /// SIGHUP that is ignored, as under nohup, stays so.
-void CatchStopSignals();
+/// @param hangUpReopens  each SIGHUP is a request to reopen the files instead, also under nohup
+void CatchSignals(bool hangUpReopens);
 
 bool StopRequested();
 
-/// Waits until `descriptor` has input or has ended, or a stop is requested. False when there is
-/// nothing to read.
-bool WaitForInput(int descriptor);
+/// What WaitForInput() has waited for.
+enum class Waited {
+    kInput,   // there is input, or it has ended
+    kStop,    // a stop is requested, and there is nothing to read
+    kReopen,  // a reopening is requested
+    kQuiet,   // nothing has come for a second
+};
+
+/// Waits for `descriptor` and for signals.
+/// @param untilQuiet  for a second at most
+Waited WaitForInput(int descriptor, bool untilQuiet);
 
 }  // namespace tarqlog::tool
 

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include <tarqlog/file_appender.h>
 #include <tarqlog/logcore.h>
 
 #include "complaint.h"
@@ -31,10 +33,10 @@ namespace {
 constexpr int kFailureStatus = 1;
 constexpr int kUsageStatus = 2;
 
-/// One run over all inputs. The destinations are registered before.
+/// One run over all inputs. The destinations are registered before, as `outlets`.
 class Run {
 public:
-    explicit Run(Options const& options);
+    Run(Options const& options, std::vector<Outlet> const& outlets);
 
     /// Returns the exit status.
     int Execute();
@@ -42,18 +44,25 @@ public:
 private:
     bool LogFile(std::string const& name);
     int LogInput(int descriptor);
+    bool AwaitInput(int descriptor);
+    void ReopenFiles() const;
     void PrintStats() const;
 
     std::chrono::steady_clock::time_point const start_ = std::chrono::steady_clock::now();
     Options const& options_;
     OutputStreams output_;
+    std::vector<FileAppender*> files_;
     LineBuffer lines_;
     LineLogger logger_;
 };
 
-Run::Run(Options const& options) : options_(options), lines_(options.maxLine), logger_(options) {
-    for (Destination const& destination : options.destinations) {
-        output_.Add(destination.stream);
+Run::Run(Options const& options, std::vector<Outlet> const& outlets)
+    : options_(options), lines_(options.maxLine), logger_(options) {
+    for (Outlet const& outlet : outlets) {
+        output_.Add(outlet.stream);
+        if (outlet.file != nullptr) {
+            files_.push_back(outlet.file);
+        }
     }
     output_.SetBuffers();
 }
@@ -68,6 +77,9 @@ int Run::Execute() {
         }
     }
     LogCore::Get()->RemoveAllSinks();
+    for (FileAppender* const file : files_) {
+        file->Close();
+    }
     bool const isAllWritten = output_.Flush();
     output_.Report();
     if (options_.stats) {
@@ -107,10 +119,42 @@ int Run::LogInput(int descriptor) {
         if (lines_.AtEnd() || !output_.Flush() || (StopRequested() && lines_.IsEmpty())) {
             return error;
         }
-        if (WaitForInput(descriptor)) {
+        if (AwaitInput(descriptor)) {
             error = lines_.Fill(descriptor);
         } else {
             lines_.End();
+        }
+    }
+}
+
+/// Waits for input and sees to the files meanwhile. False when there is none to come.
+bool Run::AwaitInput(int descriptor) {
+    bool areWritten = files_.empty();
+    for (;;) {
+        switch (WaitForInput(descriptor, !areWritten)) {
+            case Waited::kInput:
+                return true;
+            case Waited::kStop:
+                return false;
+            case Waited::kReopen:
+                ReopenFiles();
+                break;
+            case Waited::kQuiet:
+                for (FileAppender* const file : files_) {
+                    file->Flush();
+                }
+                areWritten = true;
+                break;
+        }
+    }
+}
+
+void Run::ReopenFiles() const {
+    for (FileAppender* const file : files_) {
+        file->Close();  // Reopen() alone would carry the buffer into the new file
+        if (!file->Open(FileAppender::kAppendMode)) {
+            Complain("cannot open " + file->GetFilename() + ": " +
+                     std::strerror(errno));  // each line tries again
         }
     }
 }
@@ -139,13 +183,14 @@ int Answer(std::string const& text) {
 }
 
 int LogLines(Options const& options) {
-    CatchStopSignals();
-    Register(options.destinations);
-    return Run(options).Execute();
+    CatchSignals(std::any_of(options.destinations.begin(), options.destinations.end(),
+                             [](Destination const& destination) { return destination.isFile; }));
+    std::vector<Outlet> const outlets = OpenAndRegister(options.destinations);
+    return Run(options, outlets).Execute();
 }
 
 int ExplainTags(Options const& options) {
-    Register(options.destinations);
+    RegisterClosed(options.destinations);
     std::string explanations;
     for (std::string const& tag : options.operands) {
         explanations += Explain(tag, options.destinations);
