@@ -29,7 +29,7 @@ struct Destination {
     Severity levels = kAllSeverities;  // what its own mask lets through
     std::set<FilterRule> rules;        // the root rule is always among them
     bool isFile = false;
-    std::function<Outlet()> open;      // throws std::runtime_error when that fails
+    std::function<Outlet()> open;  // throws std::runtime_error when that fails
 };
 
 /// Makes what `text`, "NAME[:PATH][,key=value...]", asks for, without rules.
