@@ -6,7 +6,8 @@
 
 PREFIX ?= /usr/local
 CTEST_PARALLEL_LEVEL ?= $(shell nproc 2>/dev/null || echo 1)
-export CFLAGS CPPFLAGS CXXFLAGS LDFLAGS CTEST_PARALLEL_LEVEL
+MINUTES ?= 10
+export CFLAGS CPPFLAGS CXXFLAGS LDFLAGS CTEST_PARALLEL_LEVEL MINUTES
 
 PLAIN = build/plain
 # Given each time: CMake itself would look at the environment once and never again. An optimisation
@@ -16,7 +17,7 @@ FLAGS = -DCMAKE_CXX_FLAGS="$$CPPFLAGS $$CXXFLAGS" \
 	-DCMAKE_EXE_LINKER_FLAGS="$$LDFLAGS" -DCMAKE_SHARED_LINKER_FLAGS="$$LDFLAGS"
 set_up = $(if $(filter no,$(SETUP)),,@scripts/setup $(1))
 
-.PHONY: help setup build demo test check install slips clean
+.PHONY: help setup build demo test soak check install slips clean
 
 help: ## print this
 	@echo 'make TARGET [SETUP=no] [CXXFLAGS=...] [CPPFLAGS=...] [LDFLAGS=...]'
@@ -31,7 +32,7 @@ build: ## build the library and the tool for use, without tests, in build/plain
 		-DCMAKE_INSTALL_PREFIX="$(PREFIX)" $(FLAGS)
 	cmake --build $(PLAIN)
 
-demo: build ## route this machine's own messages three ways, and count the lines
+demo: build ## route this machine's own messages three ways and roll them, and count the lines
 	scripts/demo $(PLAIN)/tools/tarqlog
 
 test: ## build everything, warnings as errors, in build/release and run every test
@@ -39,6 +40,12 @@ test: ## build everything, warnings as errors, in build/release and run every te
 	cmake --preset release $(FLAGS)
 	cmake --build --preset release
 	ctest --preset release --output-junit junit.xml
+
+soak: ## log to files that others rename and delete, and account for each line (MINUTES=10)
+	$(call set_up,test)
+	cmake --preset release $(FLAGS)
+	cmake --build --preset release --target soak
+	build/release/tests/soak "$$MINUTES"
 
 check: ## hold the tree to what no test sees; scripts/gates has each gate (GATE=format, ...)
 	$(call set_up,ci)
