@@ -5,8 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
+#include <iostream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -178,38 +182,81 @@ TEST_F(FileAppenderLifeTest, FolderThatLosesItsPermissionsLosesRecordsUntilItHas
     EXPECT_EQ(result.exitStatus, 0);
 }
 
-TEST_F(FileAppenderLifeTest, BufferedLinesOfTwoProcessesStayWhole) {
-    constexpr int kRecords = 2000;
+constexpr int kRecordsOfEach = 2000;
+
+std::string Text(char process, int number) {
+    return process + std::to_string(number);
+}
+
+/// Lets the processes 'a' and 'b' write their records to one file, side by side.
+void LogInTwoProcesses(std::string const& path, int bufferedRecords) {
+    int start[2];
+    ASSERT_EQ(::pipe(start), 0);
     std::vector<pid_t> children;
-    for (char const name : {'a', 'b'}) {
+    for (char const process : {'a', 'b'}) {
         pid_t const child = ::fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
+            ::close(start[1]);
+            char none = 0;
+            if (::read(start[0], &none, 1) != 0) {  // waits until our parent has closed the pipe
+                ::_exit(1);
+            }
             {
-                FileAppender appender(path_, 0, 3, kAppend);
-                for (int number = 0; number < kRecords; ++number) {
-                    appender.Append(TaggedRecord(kInfo, name + std::to_string(number), {"core"}));
+                FileAppender appender(path, 0, bufferedRecords, kAppend);
+                for (int number = 0; number < kRecordsOfEach; ++number) {
+                    appender.Append(TaggedRecord(kInfo, Text(process, number), {"core"}));
                 }
             }
             ::_exit(0);
         }
         children.push_back(child);
     }
+    ::close(start[0]);
+    ::close(start[1]);
     for (pid_t const child : children) {
         int status = -1;
         ASSERT_EQ(::waitpid(child, &status, 0), child);
         ASSERT_EQ(status, 0);
     }
+}
+
+TEST_F(FileAppenderLifeTest, BufferedLinesOfTwoProcessesStayWhole) {
+    LogInTwoProcesses(path_, 3);
 
     int next[2] = {0, 0};
     std::istringstream lines(ReadWholeFile(path_));
     for (std::string line; std::getline(lines, line);) {
         ASSERT_GT(line.size(), 42U);
-        int& number = next[line[42] == 'a' ? 0 : 1];
-        ASSERT_EQ(line + '\n', Line(line[42] + std::to_string(number++)));
+        char const process = line[42];
+        int& number = next[process == 'a' ? 0 : 1];
+        ASSERT_EQ(line + '\n', Line(Text(process, number++)));
     }
-    EXPECT_EQ(next[0], kRecords);
-    EXPECT_EQ(next[1], kRecords);
+    EXPECT_EQ(next[0], kRecordsOfEach);
+    EXPECT_EQ(next[1], kRecordsOfEach);
+}
+
+TEST_F(FileAppenderLifeTest, UnbufferedLinesOfTwoProcessesMayMixButLoseNothing) {
+    LogInTwoProcesses(path_, 0);
+
+    std::set<std::string> whole;
+    std::string pieces;  // of all lines, in any order
+    for (char const process : {'a', 'b'}) {
+        for (int number = 0; number < kRecordsOfEach; ++number) {
+            whole.insert(Line(Text(process, number)));
+            pieces += Line(Text(process, number));
+        }
+    }
+    std::string content = ReadWholeFile(path_);
+    std::istringstream lines(content);
+    std::size_t torn = whole.size();
+    for (std::string line; std::getline(lines, line);) {
+        torn -= whole.erase(line + '\n');
+    }
+    std::cout << torn << " of " << 2 * kRecordsOfEach << " lines are torn\n";
+    std::sort(pieces.begin(), pieces.end());
+    std::sort(content.begin(), content.end());
+    EXPECT_EQ(content, pieces);
 }
 
 }  // namespace
