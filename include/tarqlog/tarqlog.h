@@ -3,6 +3,7 @@
 
 // The whole library. Each header also stands alone.
 
+#include "tarqlog/android_appender.h"
 #include "tarqlog/appender_base.h"
 #include "tarqlog/assertion.h"
 #include "tarqlog/console_appender.h"
@@ -22,9 +23,13 @@
 #include "tarqlog/scoped_lock.h"
 #include "tarqlog/severity.h"
 #include "tarqlog/sink_entry.h"
+#include "tarqlog/syslog_appender.h"
+#include "tarqlog/syslog_ctrl_block.h"
 #include "tarqlog/thread_annotations.h"
 #include "tarqlog/thread_mutex.h"
 #include "tarqlog/thread_shared_mutex.h"
+#include "tarqlog/udp_appender.h"
+#include "tarqlog/udpsender.h"
 #include "tarqlog/version.h"
 
 #endif  // TARQLOG_TARQLOG_H_
