@@ -19,6 +19,7 @@
 #include "support/child.h"
 #include "support/routing_oracle.h"
 #include "support/temporary_directory.h"
+#include "support/udp_port.h"
 #include "tarqlog/severity.h"
 
 namespace tarqlog {
@@ -370,12 +371,12 @@ TEST(TarqlogToolTest, LimitIsAMebibyteUnlessToldOtherwise) {
 
     std::string const atLimit =
         "tarqlog: lines=1 delivered=1 trace=0 debug=0 info=1 warning=0 "
-        "error=0 fatal=0 filtered=0 empty=0 split=0 parent_tag=0 "
+        "error=0 fatal=0 filtered=0 empty=0 split=0 parent_tag=0 cut=0 "
         "bytes=1048577";
     EXPECT_EQ(Stats({"-o", "stdout"}, mebibyte + "\n"), atLimit);
     std::string const aboveLimit =
         "tarqlog: lines=1 delivered=2 trace=0 debug=0 info=2 warning=0 "
-        "error=0 fatal=0 filtered=0 empty=0 split=1 parent_tag=0 "
+        "error=0 fatal=0 filtered=0 empty=0 split=1 parent_tag=0 cut=0 "
         "bytes=1048578";
     EXPECT_EQ(Stats({"-o", "stdout"}, mebibyte + "y\n"), aboveLimit);
 }
@@ -1039,27 +1040,28 @@ TEST(TarqlogToolTest, StatisticsAccountForEachLine) {
         Stats({"-p", "trace", "--prio-prefix", "--max-line", "4", "-o", "stdout,levels=TDIWE"},
               input),
         "tarqlog: lines=10 delivered=9 trace=4 debug=1 info=2 warning=1 error=1 fatal=0 "
-        "filtered=1 empty=2 split=2 parent_tag=0 bytes=48");
+        "filtered=1 empty=2 split=2 parent_tag=0 cut=0 bytes=48");
 }
 
 TEST(TarqlogToolTest, StatisticsAreOneLineWithTheTimeAtItsEnd) {
     std::string const errors = RunTool({"-o", "stdout", "--stats"}, "x\n").errors;
 
-    EXPECT_EQ(WithoutNumbers(errors),
-              "tarqlog: lines=# delivered=# trace=# debug=# info=# warning=# error=# fatal=# "
-              "filtered=# empty=# split=# parent_tag=# bytes=# seconds=#.# lines_per_second=#\n");
+    EXPECT_EQ(
+        WithoutNumbers(errors),
+        "tarqlog: lines=# delivered=# trace=# debug=# info=# warning=# error=# fatal=# "
+        "filtered=# empty=# split=# parent_tag=# cut=# bytes=# seconds=#.# lines_per_second=#\n");
 }
 
 TEST(TarqlogToolTest, LineIsDeliveredOnceWhateverTheNumberOfItsDestinations) {
     EXPECT_EQ(Stats({"-o", "stdout", "-o", "stdout", "-o", "stdout,levels=none"}, "x\n"),
               "tarqlog: lines=1 delivered=1 trace=0 debug=0 info=1 warning=0 error=0 fatal=0 "
-              "filtered=0 empty=0 split=0 parent_tag=0 bytes=2");
+              "filtered=0 empty=0 split=0 parent_tag=0 cut=0 bytes=2");
 }
 
 TEST(TarqlogToolTest, LineIsFilteredByRulesAndByLevels) {
     std::string const expected =
         "tarqlog: lines=3 delivered=1 trace=0 debug=0 info=0 warning=1 error=0 fatal=0 "
-        "filtered=2 empty=0 split=0 parent_tag=0 bytes=16";
+        "filtered=2 empty=0 split=0 parent_tag=0 cut=0 bytes=16";
     std::string const input = "<4>w\n<6>i\ndb: x\n";
 
     EXPECT_EQ(Stats({"--prio-prefix", "-o", "stdout", "-r", "=W"}, input), expected);
@@ -1074,7 +1076,7 @@ TEST(TarqlogToolTest, RuleAndLevelsOfTwoDestinationsAreNotMixed) {
     // The rules of the one and the levels of the other would let the line through.
     EXPECT_EQ(Stats({"-o", "stdout,levels=W", "-o", "stdout", "-r", "=W"}, "x\n"),
               "tarqlog: lines=1 delivered=0 trace=0 debug=0 info=0 warning=0 error=0 fatal=0 "
-              "filtered=1 empty=0 split=0 parent_tag=0 bytes=2");
+              "filtered=1 empty=0 split=0 parent_tag=0 cut=0 bytes=2");
 }
 
 TEST(TarqlogToolTest, StatisticsAddUpOverAllFiles) {
@@ -1083,7 +1085,7 @@ TEST(TarqlogToolTest, StatisticsAddUpOverAllFiles) {
 
     EXPECT_EQ(Stats({"-o", "stdout", directory.File("a"), "-", directory.File("a")}, "3"),
               "tarqlog: lines=5 delivered=5 trace=0 debug=0 info=5 warning=0 error=0 fatal=0 "
-              "filtered=0 empty=0 split=0 parent_tag=0 bytes=9");
+              "filtered=0 empty=0 split=0 parent_tag=0 cut=0 bytes=9");
 }
 
 // When lines become visible, and where
@@ -1348,6 +1350,116 @@ TEST(TarqlogToolTest, FileThatCannotBeReopenedIsComplainedOfAndTriedAgain) {
     EXPECT_EQ(Masked(ReadWholeFile(log)), "I (stdin):one\n");
 }
 
+// Datagrams and the system log
+
+std::string To(UdpPort const& port, std::string const& host = "127.0.0.1") {
+    return "udp:" + host + ":" + std::to_string(port.Number());
+}
+
+TEST(TarqlogToolTest, UdpDestinationGetsEachLineAsADatagram) {
+    for (std::string const host : {"127.0.0.1", "localhost"}) {
+        SCOPED_TRACE(host);
+        ListeningPort const port;
+
+        ChildResult const result = RunTool({"-o", To(port, host) + ",levels=WEF", "--prio-prefix"},
+                                           "<4>one\nnot taken\n<3>two\n");
+
+        EXPECT_EQ(result.exitStatus, 0);
+        EXPECT_EQ(result.errors, "");
+        EXPECT_EQ(Masked(port.Receive()), "W (stdin):one\n");
+        EXPECT_EQ(Masked(port.Receive()), "E (stdin):two\n");
+        EXPECT_FALSE(port.Has(0));
+    }
+}
+
+TEST(TarqlogToolTest, LineThatFillsADatagramIsSentWhole) {
+    ListeningPort const port;
+    Arguments const arguments = {"-o", To(port), "--stats"};
+    RunTool(arguments, "x\n");
+    std::string::size_type const room = 65507 - (port.Receive().size() - 1);
+
+    std::string const errors = RunTool(arguments, Repeat("x", static_cast<int>(room))).errors;
+
+    EXPECT_EQ(Masked(port.Receive()), "I (stdin):" + std::string(room, 'x') + "\n");
+    EXPECT_NE(errors.find(" cut=0 "), std::string::npos) << errors;
+}
+
+TEST(TarqlogToolTest, LineTooLongForADatagramIsCutBetweenCharactersMarkedAndCounted) {
+    for (int const odd : {0, 1}) {
+        SCOPED_TRACE(odd);
+        ListeningPort const port;
+        std::string const start(static_cast<std::string::size_type>(odd), 'x');
+
+        std::string const errors =
+            RunTool({"-o", To(port), "--stats"},
+                    start + Repeat("\u00e4", 40000) + "\nshort\n" + Repeat("x", 70000))
+                .errors;
+
+        std::string const first = port.Receive();
+        std::string const mark = " [cut]\n";
+        EXPECT_GE(first.size(), 65506U);
+        EXPECT_LE(first.size(), 65507U);
+        std::string::size_type const text = first.find(':', first.find("(stdin)")) + 1;
+        std::string::size_type const umlauts = first.size() - text - start.size() - mark.size();
+        EXPECT_EQ(first.substr(text),
+                  start + Repeat("\u00e4", static_cast<int>(umlauts / 2)) + mark);
+        EXPECT_EQ(Masked(port.Receive()), "I (stdin):short\n");
+        EXPECT_EQ(port.Receive().size(), 65507U);
+        EXPECT_NE(errors.find(" cut=2 "), std::string::npos) << errors;
+    }
+}
+
+TEST(TarqlogToolTest, HostThatCannotBeSentToIsAnErrorAtTheStart) {
+    std::string const tooLong(64, 'x');
+    struct {
+        std::string host;
+        std::string errors;
+    } const kCases[] = {
+        // Neither asks a server: the one cannot be a name, the other is an address of another kind.
+        {tooLong, "cannot find an IPv4 address of " + tooLong + ": "},
+        {"::1", "cannot find an IPv4 address of ::1: "},
+        {"0.0.0.0", "cannot send to 0.0.0.0: Cannot assign requested address\n"},
+    };
+    for (auto const& row : kCases) {
+        SCOPED_TRACE(row.host);
+        ChildResult const result =
+            RunTool({"-o", "stdout", "-o", "udp:" + row.host + ":514"}, "one\n");
+        EXPECT_EQ(result.exitStatus, 1);
+        EXPECT_EQ(result.output, "");
+        std::string const expected = "tarqlog: " + row.errors;
+        EXPECT_EQ(result.errors.substr(0, expected.size()), expected);
+        EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1);
+    }
+}
+
+TEST(TarqlogToolTest, LongestTagLeavesRoomForTextInADatagram) {
+    ListeningPort const port;
+    std::string const tag(4096, 't');
+
+    EXPECT_EQ(RunTool({"-t", tag, "-o", To(port)}, "one\n").exitStatus, 0);
+    EXPECT_EQ(Masked(port.Receive()), "I (" + tag + "):one\n");
+
+    ChildResult const result = RunTool({"-t", tag + "t", "-n"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.errors,
+              "tarqlog: --tag '" + tag + "t': a tag has at most 4096 bytes; see --help\n");
+}
+
+TEST(TarqlogToolTest, PortAndIdentityMayBeAsLargeAsTheyCan) {
+    std::string const identity(32, 'x');
+
+    EXPECT_EQ(RunTool({"-n", "-o", "udp:host:65535", "-o", "syslog:" + identity, "-o",
+                       "syslog:" + identity + ",levels=E"})
+                  .exitStatus,
+              0);
+}
+
+TEST(TarqlogToolTest, DryRunLooksUpNoHost) {
+    ChildResult const result = RunTool({"-n", "-o", "udp:" + std::string(64, 'x') + ":514"});
+
+    EXPECT_EQ(result.exitStatus, 0);
+}
+
 // Errors
 
 TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
@@ -1356,10 +1468,11 @@ TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
         char const* errors;
     } const kCases[] = {
         {{"-o", "tape"},
-         "--to 'tape': unknown destination 'tape', known are stdout, stderr, file:PATH or "
-         "roll:PATH"},
+         "--to 'tape': unknown destination 'tape', known are stdout, stderr, file:PATH, "
+         "roll:PATH, udp:HOST:PORT or syslog[:IDENT]"},
         {{"--to="},
-         "--to '': unknown destination '', known are stdout, stderr, file:PATH or roll:PATH"},
+         "--to '': unknown destination '', known are stdout, stderr, file:PATH, roll:PATH, "
+         "udp:HOST:PORT or syslog[:IDENT]"},
         {{"-o", "stdout,color=on"}, "--to 'stdout,color=on': unknown setting 'color'"},
         {{"-o", "stdout,levels=W,levels=E"},
          "--to 'stdout,levels=W,levels=E': setting 'levels' is given twice"},
@@ -1391,9 +1504,32 @@ TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
         {{"--loud"}, "unknown option --loud"},
         {{"-x"}, "unknown option -x"},
         {{"-o", "stdout", "file", "--loud"}, "unknown option --loud"},
-        {{"-o", "file"}, "--to 'file': a path is missing, as in file:app.log"},
-        {{"-o", "roll:"}, "--to 'roll:': a path is missing, as in roll:app.log"},
-        {{"-o", "stderr:x"}, "--to 'stderr:x': 'stderr' takes no path"},
+        {{"-o", "file"}, "--to 'file': it is of the form file:PATH"},
+        {{"-o", "roll:"}, "--to 'roll:': it is of the form roll:PATH"},
+        {{"-o", "stderr:x"}, "--to 'stderr:x': it is of the form stderr"},
+        {{"-o", "udp"}, "--to 'udp': it is of the form udp:HOST:PORT"},
+        {{"-o", "udp:"}, "--to 'udp:': it is of the form udp:HOST:PORT"},
+        {{"-o", "udp:host"},
+         "--to 'udp:host': it needs a host and a port from 1 to 65535, as in udp:loghost:514"},
+        {{"-o", "udp:514"},
+         "--to 'udp:514': it needs a host and a port from 1 to 65535, as in udp:loghost:514"},
+        {{"-o", "udp::514"},
+         "--to 'udp::514': it needs a host and a port from 1 to 65535, as in udp:loghost:514"},
+        {{"-o", "udp:host:0"},
+         "--to 'udp:host:0': it needs a host and a port from 1 to 65535, as in udp:loghost:514"},
+        {{"-o", "udp:host:65536"},
+         "--to 'udp:host:65536': it needs a host and a port from 1 to 65535, as in "
+         "udp:loghost:514"},
+        {{"-o", "udp:host:syslog"},
+         "--to 'udp:host:syslog': it needs a host and a port from 1 to 65535, as in "
+         "udp:loghost:514"},
+        {{"-o", "udp:host:514,buffer=2"}, "--to 'udp:host:514,buffer=2': unknown setting 'buffer'"},
+        {{"-o", "syslog:of-33-bytes-345678901234567890123"},
+         "--to 'syslog:of-33-bytes-345678901234567890123': an identity has at most 32 bytes"},
+        {{"-o", "syslog:a", "-o", "stdout", "-o", "syslog:b"},
+         "--to 'syslog:b': a program has one identity in the system log"},
+        {{"-o", "syslog", "-o", "syslog:b"},
+         "--to 'syslog:b': a program has one identity in the system log"},
         {{"-o", "roll:x"}, "--to 'roll:x': it needs 'size', the size at which files roll"},
         {{"-o", "stdout,size=1K"}, "--to 'stdout,size=1K': unknown setting 'size'"},
         {{"-o", "file:x,keep=1"}, "--to 'file:x,keep=1': unknown setting 'keep'"},
@@ -1427,8 +1563,8 @@ TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
         {{"explain"}, "explain: 1 required TAG missing"},
         {{"explain", "-o", "stdout"}, "explain: 1 required TAG missing"},
         {{"explain", "web", "-o", "tape"},
-         "--to 'tape': unknown destination 'tape', known are stdout, stderr, file:PATH or "
-         "roll:PATH"},
+         "--to 'tape': unknown destination 'tape', known are stdout, stderr, file:PATH, "
+         "roll:PATH, udp:HOST:PORT or syslog[:IDENT]"},
         {{"explain", "web", "--loud"}, "unknown option --loud"},
     };
     for (auto const& row : kCases) {
@@ -1714,6 +1850,7 @@ TEST(TarqlogToolTest, HelpFitsOneScreenAndNamesEachOption) {
                                        "[FILE...]",     "tarqlog explain TAG...",
                                        "stdout",        "stderr",
                                        "file:PATH",     "roll:PATH",
+                                       "udp:HOST:PORT", "syslog[:IDENT]",
                                        "levels=",       "size=",
                                        "keep=",         "buffer=",
                                        "truncate"}) {

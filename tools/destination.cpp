@@ -15,8 +15,10 @@
 #include <tarqlog/sink_entry.h>
 
 #include "complaint.h"
+#include "datagrams.h"
 #include "levels.h"
 #include "number.h"
+#include "system_log.h"
 
 namespace tarqlog::tool {
 
@@ -25,6 +27,7 @@ namespace {
 constexpr int kDefaultKeptFiles = 5;
 constexpr int kMaxKeptFiles = 9;
 constexpr int kMaxBufferWithSize = 63;
+constexpr std::size_t kMaxIdentity = 32;  // what the library keeps of it
 
 /// The settings that nobody has asked for yet; those of a key alone have no value. What is left in
 /// the end is unknown.
@@ -91,56 +94,98 @@ Outlet OpenFile(boost::shared_ptr<FileAppender> const& appender) {
         throw std::runtime_error("cannot open " + appender->GetFilename() + ": " +
                                  std::strerror(error));
     }
-    return {appender, nullptr, appender.get()};
+    Outlet outlet;
+    outlet.appender = appender;
+    outlet.file = appender.get();
+    return outlet;
 }
 
-/// How a destination of this kind is opened.
-/// @param path      what stands behind the kind's name
+/// Says in `destination` how it is opened, and what else its kind makes of it.
+/// @param operand   what stands behind the kind's name and a colon
 /// @param settings  of which it takes its own
-using Maker = std::function<Outlet()> (*)(std::string const& path, Settings& settings);
+using Maker = void (*)(std::string const& operand, Settings& settings, Destination& destination);
 
 template <ConsoleAppender::OutStreamType type>
-std::function<Outlet()> MakeConsole(std::string const&, Settings&) {
-    return [] {
-        bool const isOutput = type == ConsoleAppender::kStdout;
-        return Outlet{boost::make_shared<ConsoleAppender>(type), isOutput ? stdout : stderr,
-                      nullptr};
+void MakeConsole(std::string const&, Settings&, Destination& destination) {
+    destination.open = [] {
+        Outlet outlet;
+        outlet.appender = boost::make_shared<ConsoleAppender>(type);
+        outlet.stream = type == ConsoleAppender::kStdout ? stdout : stderr;
+        return outlet;
     };
 }
 
-std::function<Outlet()> MakeFile(std::string const& path, Settings& settings) {
+void MakeFile(std::string const& path, Settings& settings, Destination& destination) {
     FileSettings const file = TakeFileSettings(settings);
     FileAppender::OpenMode const mode =
         TakeFlag(settings, "truncate") ? FileAppender::kTruncateMode : FileAppender::kAppendMode;
-    return [=] {
+    destination.isFile = true;
+    destination.open = [=] {
         return OpenFile(
             boost::make_shared<FileAppender>(path, file.limitKiB, file.bufferedRecords, mode));
     };
 }
 
-std::function<Outlet()> MakeRoll(std::string const& path, Settings& settings) {
+void MakeRoll(std::string const& path, Settings& settings, Destination& destination) {
     FileSettings const file = TakeFileSettings(settings);
     int const keptFiles = TakeCount(settings, "keep", kMaxKeptFiles, kDefaultKeptFiles);
     if (file.limitKiB == 0) {
         throw UsageError("it needs 'size', the size at which files roll");
     }
-    return [=] {
+    destination.isFile = true;
+    destination.open = [=] {
         return OpenFile(boost::make_shared<RollingFileAppender>(path, file.limitKiB, keptFiles,
                                                                 file.bufferedRecords));
     };
 }
 
+void MakeUdp(std::string const& operand, Settings&, Destination& destination) {
+    std::string::size_type const colon = operand.rfind(':');
+    std::string const host = operand.substr(0, colon);
+    std::optional<unsigned long long> const port =
+        colon == std::string::npos ? std::nullopt : ToNumber(operand.substr(colon + 1));
+    if (host.empty() || !port || *port == 0 || *port > USHRT_MAX) {
+        throw UsageError("it needs a host and a port from 1 to 65535, as in udp:loghost:514");
+    }
+    destination.open = [=] {
+        Outlet outlet;
+        boost::shared_ptr<DatagramAppender> const appender =
+            OpenDatagrams(host, static_cast<unsigned short>(*port));
+        outlet.appender = appender;
+        outlet.datagrams = appender.get();
+        return outlet;
+    };
+}
+
+void MakeSystemLog(std::string const& identity, Settings&, Destination& destination) {
+    if (identity.size() > kMaxIdentity) {
+        throw UsageError("an identity has at most 32 bytes");
+    }
+    destination.identity = identity;
+    destination.open = [=] {
+        Outlet outlet;
+        outlet.appender = boost::make_shared<SystemLogAppender>(identity);
+        return outlet;
+    };
+}
+
+/// What stands behind the name of a kind and a colon.
+enum class Operand { kNone, kOptional, kRequired };
+
 struct DestinationKind {
     char const* name;
-    bool takesPath;
+    Operand operand;
+    char const* form;  // what to write, as the help shows it
     Maker make;
 };
 
 constexpr DestinationKind kKinds[] = {
-    {"stdout", false, &MakeConsole<ConsoleAppender::kStdout>},
-    {"stderr", false, &MakeConsole<ConsoleAppender::kStderr>},
-    {"file", true, &MakeFile},
-    {"roll", true, &MakeRoll},
+    {"stdout", Operand::kNone, "stdout", &MakeConsole<ConsoleAppender::kStdout>},
+    {"stderr", Operand::kNone, "stderr", &MakeConsole<ConsoleAppender::kStderr>},
+    {"file", Operand::kRequired, "file:PATH", &MakeFile},
+    {"roll", Operand::kRequired, "roll:PATH", &MakeRoll},
+    {"udp", Operand::kRequired, "udp:HOST:PORT", &MakeUdp},
+    {"syslog", Operand::kOptional, "syslog[:IDENT]", &MakeSystemLog},
 };
 
 DestinationKind const& FindKind(std::string const& name) {
@@ -192,14 +237,14 @@ void AddSink(Destination const& destination, boost::shared_ptr<AppenderBase> con
 Destination MakeDestination(std::string const& text) {
     std::vector<std::string> const fields = SplitAtCommas(text);
     std::string::size_type const colon = fields.front().find(':');
-    std::string const path =
-        colon == std::string::npos ? std::string() : fields.front().substr(colon + 1);
+    bool const hasOperand = colon != std::string::npos;
+    std::string const operand = hasOperand ? fields.front().substr(colon + 1) : std::string();
     DestinationKind const& kind = FindKind(fields.front().substr(0, colon));
-    if (kind.takesPath && path.empty()) {
-        throw UsageError("a path is missing, as in " + std::string(kind.name) + ":app.log");
-    }
-    if (!kind.takesPath && colon != std::string::npos) {
-        throw UsageError("'" + std::string(kind.name) + "' takes no path");
+    bool const isOfForm = kind.operand == Operand::kNone       ? !hasOperand
+                          : kind.operand == Operand::kRequired ? !operand.empty()
+                                                               : true;
+    if (!isOfForm) {
+        throw UsageError("it is of the form " + std::string(kind.form));
     }
     Settings settings;
     for (auto field = fields.begin() + 1; field != fields.end(); ++field) {
@@ -207,8 +252,7 @@ Destination MakeDestination(std::string const& text) {
     }
     Destination destination;
     destination.text = text;
-    destination.isFile = kind.takesPath;
-    destination.open = kind.make(path, settings);
+    kind.make(operand, settings, destination);
     if (std::optional<std::string> const levels = TakeSetting(settings, "levels")) {
         destination.levels = ToLevels(*levels);
     }
@@ -222,10 +266,7 @@ std::string DestinationNames() {
     std::string names;
     for (DestinationKind const& kind : kKinds) {
         bool const isLast = &kind == std::end(kKinds) - 1;
-        names += (names.empty() ? ""
-                  : isLast      ? " or "
-                                : ", ") +
-                 std::string(kind.name) + (kind.takesPath ? ":PATH" : "");
+        names += (names.empty() ? "" : isLast ? " or " : ", ") + std::string(kind.form);
     }
     return names;
 }

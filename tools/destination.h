@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -16,11 +17,14 @@
 
 namespace tarqlog::tool {
 
-/// A destination that is open.
+class DatagramAppender;
+
+/// A destination that is open. Of the pointers below its appender at most one is not null.
 struct Outlet {
     boost::shared_ptr<AppenderBase> appender;
-    std::FILE* stream;   // the standard stream that the appender writes to, or null
-    FileAppender* file;  // the appender where it writes to a file, or null
+    std::FILE* stream = nullptr;            // the standard stream that it writes to
+    FileAppender* file = nullptr;           // itself, where it writes to a file
+    DatagramAppender* datagrams = nullptr;  // itself, where it sends datagrams
 };
 
 /// Where records go, and which of them. Opens nothing by itself.
@@ -29,14 +33,15 @@ struct Destination {
     Severity levels = kAllSeverities;  // what its own mask lets through
     std::set<FilterRule> rules;        // the root rule is always among them
     bool isFile = false;
-    std::function<Outlet()> open;  // throws std::runtime_error when that fails
+    std::optional<std::string> identity;  // only of the system log, and empty for the tool's name
+    std::function<Outlet()> open;         // throws std::runtime_error when that fails
 };
 
-/// Makes what `text`, "NAME[:PATH][,key=value...]", asks for, without rules.
+/// Makes what `text`, "NAME[:OPERAND][,key=value...]", asks for, without rules.
 /// @throws UsageError
 Destination MakeDestination(std::string const& text);
 
-/// The names that MakeDestination() knows: "stdout, ... or roll:PATH".
+/// The names that MakeDestination() knows: "stdout, ... or syslog[:IDENT]".
 std::string DestinationNames();
 
 /// Opens the `destinations` and adds a sink for each to the process-wide core, which has none yet.

@@ -21,6 +21,7 @@ namespace tarqlog::tool {
 namespace {
 
 constexpr std::size_t kMaxDestinations = 32;  // as many sinks as the core takes
+constexpr std::size_t kMaxTag = 4096;  // bytes, so that each header leaves room in a datagram
 constexpr unsigned long long kMaxLineLimit = 1 << 30;
 constexpr std::size_t kHelpColumn = 24;
 
@@ -36,9 +37,9 @@ public:
 
 std::string Footer() {
     return "DEST is " + DestinationNames() +
-           R"(, with (\, is , and \\ is \):
+           R"(:
   ,levels=LEVELS  what it takes      ,buffer=N  records in one write to a file
-  ,size=SIZE      when a file begins anew or rolls, as in 512K, 10M or 1G
+  ,size=SIZE      a file's limit, as in 512K, 10M or 1G   (\, is , and \\ is \)
   ,keep=N         rolled files (5)   ,truncate  empties file:PATH at the start
 LEVELS is all, none, a LEVEL, LEVEL+ for all from it up, or letters as in WEF.
 LEVEL is trace, debug, info, warning, error, fatal, the first letter of these,
@@ -54,8 +55,15 @@ public:
         if (destinations_.size() == kMaxDestinations) {
             throw UsageError("more than 32 destinations");
         }
-        destinations_.push_back(MakeDestination(text));
-        destinations_.back().rules = generalRules_;
+        Destination destination = MakeDestination(text);
+        for (Destination const& other : destinations_) {
+            if (destination.identity && other.identity &&
+                *destination.identity != *other.identity) {
+                throw UsageError("a program has one identity in the system log");
+            }
+        }
+        destination.rules = generalRules_;
+        destinations_.push_back(std::move(destination));
     }
 
     /// For the destination named last, or for all when none was named yet.
@@ -82,6 +90,13 @@ private:
     std::set<FilterRule> generalRules_;
     std::vector<Destination> destinations_;
 };
+
+std::string ToTag(std::string const& text) {
+    if (text.size() > kMaxTag) {
+        throw UsageError("a tag has at most 4096 bytes");
+    }
+    return text;
+}
 
 std::size_t ToMaxLine(std::string const& text) {
     std::optional<unsigned long long> const size = ToBytes(text);
@@ -171,7 +186,7 @@ Options ParseOptions(int argc, char const* const* argv) {
 
     ValueOptions values(app);
     values.Add("-t,--tag", "TAG", "the dotted tag of the records (stdin); not for explain",
-               [&](std::string const& text) { options.tag = text; });
+               [&](std::string const& text) { options.tag = ToTag(text); });
     values.Add("-p,--priority", "LEVEL", "the level of lines that carry none (info)",
                [&](std::string const& text) { options.level = ToLevel(text); });
     app.add_flag("--prio-prefix", options.prioPrefix, "a leading <N> is the line's level");

@@ -18,6 +18,7 @@
 #include <tarqlog/logcore.h>
 
 #include "complaint.h"
+#include "datagrams.h"
 #include "destination.h"
 #include "explanation.h"
 #include "line_buffer.h"
@@ -52,6 +53,7 @@ private:
     Options const& options_;
     OutputStreams output_;
     std::vector<FileAppender*> files_;
+    std::vector<DatagramAppender const*> datagrams_;
     LineBuffer lines_;
     LineLogger logger_;
 };
@@ -62,6 +64,9 @@ Run::Run(Options const& options, std::vector<Outlet> const& outlets)
         output_.Add(outlet.stream);
         if (outlet.file != nullptr) {
             files_.push_back(outlet.file);
+        }
+        if (outlet.datagrams != nullptr) {
+            datagrams_.push_back(outlet.datagrams);
         }
     }
     output_.SetBuffers();
@@ -162,14 +167,18 @@ void Run::ReopenFiles() const {
 void Run::PrintStats() const {
     std::chrono::duration<double> const elapsed = std::chrono::steady_clock::now() - start_;
     Counts const& counts = logger_.GetCounts();
+    unsigned long long cut = 0;
+    for (DatagramAppender const* const appender : datagrams_) {
+        cut += appender->CutCount();
+    }
     auto const& [trace, debug, info, warning, error, fatal] = counts.delivered;
     std::fprintf(stderr,
                  "tarqlog: lines=%llu delivered=%llu trace=%llu debug=%llu info=%llu warning=%llu "
                  "error=%llu fatal=%llu filtered=%llu empty=%llu split=%llu parent_tag=%llu "
-                 "bytes=%llu seconds=%.3f lines_per_second=%.0f\n",
+                 "cut=%llu bytes=%llu seconds=%.3f lines_per_second=%.0f\n",
                  counts.lines, trace + debug + info + warning + error + fatal, trace, debug, info,
                  warning, error, fatal, counts.filtered, counts.empty, counts.split,
-                 counts.parentTag, lines_.BytesRead(), elapsed.count(),
+                 counts.parentTag, cut, lines_.BytesRead(), elapsed.count(),
                  static_cast<double>(counts.lines) / elapsed.count());
 }
 
