@@ -43,6 +43,12 @@ Severity AppenderBase::GetSevertiy() const {
     return impl_->severity.load(std::memory_order_relaxed);
 }
 
+void AppenderBase::SetHeaderFunc(FormatHeaderFunc const& formatHeader) {
+    FormatHeaderFunc function = formatHeader;  // the old one's end needs no lock
+    threads::ScopedLock const lock(impl_->mutex);
+    impl_->formatHeader.swap(function);
+}
+
 // Called from DoAppend(), where Append() holds the mutex; the analysis does not see that far.
 std::string const& AppenderBase::Header() const TARQLOG_NO_THREAD_SAFETY_ANALYSIS {
     return impl_->header;

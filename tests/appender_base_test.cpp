@@ -399,6 +399,67 @@ TEST_F(AppenderBaseTest, AppenderKeepsACopyOfTheHeaderFunction) {
     EXPECT_EQ(header, "*");
 }
 
+TEST_F(AppenderBaseTest, HeaderFunctionCanBeReplacedByACopy) {
+    FormatHeaderFunc function = WriteStar;
+    std::vector<std::string> headers;
+    ScriptedAppender appender(
+        DefaultFormatHeaderFunc(false),
+        [&](ScriptedAppender& self, LogRecord const&) { headers.push_back(self.Header()); });
+
+    appender.Append(record_);
+    appender.SetHeaderFunc(function);
+    function.clear();
+    appender.Append(record_);
+    appender.SetHeaderFunc([](std::string& header, LogRecord const&) { header += '+'; });
+    appender.Append(record_);
+
+    EXPECT_EQ(headers, (std::vector<std::string>{"[t:4242](core):", "*", "+"}));
+}
+
+TEST_F(AppenderBaseTest, ReplacedHeaderFunctionEndsWithoutTheLock) {
+    struct Ending {
+        ~Ending() { *wasFree = IsFree(*mutex); }
+        threads::ThreadMutex* mutex;
+        bool* wasFree;
+    };
+    bool wasFree = false;
+    NotingAppender appender;
+    boost::shared_ptr<Ending> ending(new Ending{&appender.Mutex(), &wasFree});
+    appender.SetHeaderFunc([ending](std::string&, LogRecord const&) {});
+    ending.reset();
+    ASSERT_FALSE(wasFree);
+
+    appender.SetHeaderFunc(WriteStar);
+
+    EXPECT_TRUE(wasFree);
+}
+
+TEST_F(AppenderBaseTest, HeaderFunctionIsReplacedUnderTheLock) {
+    ScriptedAppender appender(WriteStar);
+    long const beforeProof = mutexLocks.Calls();
+    appender.Append(record_);
+    ASSERT_EQ(mutexLocks.Calls(), beforeProof + 1);
+
+    long const before = mutexLocks.Calls();
+    appender.SetHeaderFunc(WriteStar);
+    long const after = mutexLocks.Calls();
+
+    EXPECT_EQ(after, before + 1);
+    EXPECT_TRUE(IsFree(appender.Mutex()));
+}
+
+TEST_F(AppenderBaseTest, EmptyHeaderFunctionSetLaterThrowsUntilAnotherIsSet) {
+    NotingAppender appender;
+
+    appender.SetHeaderFunc(FormatHeaderFunc());
+    EXPECT_THROW(appender.Append(record_), boost::bad_function_call);
+    EXPECT_TRUE(IsFree(appender.Mutex()));
+
+    appender.SetHeaderFunc(WriteStar);
+    appender.Append(record_);
+    EXPECT_EQ(appender.Headers(), std::vector<std::string>{"*"});
+}
+
 TEST_F(AppenderBaseTest, RecordLoggedWhileWritingTakesOverTheHeader) {
     std::vector<std::string> headers;
     ScriptedAppender appender(DefaultFormatHeaderFunc(false),

@@ -90,6 +90,11 @@ public:
     /// The mask. The spelling is the interface's, for good.
     Severity GetSevertiy() const;
 
+    /// Replaces the header function by a copy of `formatHeader`, which is bound as the
+    /// constructor's is; with an empty one every accepted record throws boost::bad_function_call.
+    /// Before the appender joins a sink. Takes Mutex() itself.
+    void SetHeaderFunc(FormatHeaderFunc const& formatHeader);
+
     /// The header of the record being appended. For DoAppend() alone.
     std::string const& Header() const;
 

@@ -12,6 +12,7 @@
 #include "tarqlog/file.h"
 #include "tarqlog/file_appender.h"
 #include "tarqlog/format_func.h"
+#include "tarqlog/header_formats.h"
 #include "tarqlog/logcore.h"
 #include "tarqlog/logfilter.h"
 #include "tarqlog/logger.h"
@@ -31,5 +32,6 @@
 #include "tarqlog/udp_appender.h"
 #include "tarqlog/udpsender.h"
 #include "tarqlog/version.h"
+#include "tarqlog/wrappers.h"
 
 #endif  // TARQLOG_TARQLOG_H_
