@@ -1,6 +1,7 @@
 #include "tarqlog/logcore.h"
 
 #include <atomic>
+#include <cstddef>
 
 #include <boost/make_shared.hpp>
 
@@ -34,10 +35,13 @@ public:
                     LogRecord const& record);
     unsigned int CollectSinks(std::vector<SinkEntry>& sinks,
                               std::vector<std::string> const& tagParts);
+    std::vector<SinkRegistration> GetSinks();
     unsigned int GetConfigGeneration() const { return generation_.Get(); }
     void StepAside() { gate_.StepAside(); }
 
 private:
+    void Register(std::set<FilterRule>& rules, std::set<FilterRule>& registered)
+        TARQLOG_REQUIRES(mutex_);
     void ReleaseSinks() TARQLOG_REQUIRES(mutex_);
 
     threads::SharedMutex mutex_;
@@ -45,6 +49,9 @@ private:
     std::vector<boost::shared_ptr<LogSink>> sinks_ TARQLOG_GUARDED_BY(mutex_);
     ConfigGeneration generation_;  // written under mutex_, read without it
     WriterGate gate_;              // before mutex_, for readers and writers alike
+
+    // Those of each sink, for who asks. Records pass by what stands above.
+    std::vector<std::set<FilterRule>> rules_ TARQLOG_GUARDED_BY(mutex_);
 };
 
 struct LogCore::Private : public LogCoreImpl {};
@@ -92,14 +99,27 @@ void LogCoreImpl::AddSink(std::set<FilterRule> const& rules,
     if (rules.empty() || !sink || sink->Count() <= 0) {
         return;
     }
+    std::set<FilterRule> ownRules(rules);
     WriterGate::Passage const passage(gate_);
     threads::ScopedLock const lock(mutex_);
     if (sinks_.size() >= kMaxSinksCount) {
         return;
     }
+    rules_.reserve(sinks_.size() + 1);  // so that it grows with sinks_ or not at all
     generation_.Advance();
     sinks_.push_back(sink);
-    hierarchy_.Add(rules, sinks_.size() - 1);
+    Register(ownRules, rules_.emplace_back());
+}
+
+/// Moves `rules` to `registered` as they enter the tree, one by one: when memory runs out midway,
+/// `registered` are those that are in force.
+void LogCoreImpl::Register(std::set<FilterRule>& rules, std::set<FilterRule>& registered) {
+    std::set<FilterRule> next;
+    while (!rules.empty()) {
+        next.insert(rules.extract(rules.begin()));
+        hierarchy_.Add(next, sinks_.size() - 1);
+        registered.merge(next);
+    }
 }
 
 void LogCoreImpl::AddDefaultSink(Severity severity) {
@@ -123,6 +143,7 @@ void LogCoreImpl::ReleaseSinks() {
         sink.reset();  // in order; a vector may destroy its elements from the back
     }
     sinks_.clear();
+    rules_.clear();
 }
 
 void LogCoreImpl::PushRecord(unsigned int generation, std::vector<SinkEntry> const& sinks,
@@ -144,6 +165,17 @@ unsigned int LogCoreImpl::CollectSinks(std::vector<SinkEntry>& sinks,
     threads::ScopedSharedLock const lock(mutex_);
     hierarchy_.Collect(sinks, tagParts);
     return generation_.Get();
+}
+
+std::vector<SinkRegistration> LogCoreImpl::GetSinks() {
+    StepAside();
+    std::vector<SinkRegistration> registrations;
+    threads::ScopedSharedLock const lock(mutex_);
+    registrations.reserve(sinks_.size());
+    for (std::size_t i = 0; i < sinks_.size(); ++i) {
+        registrations.push_back(SinkRegistration{rules_[i], sinks_[i]});
+    }
+    return registrations;
 }
 
 LogCore::LogCore() : impl_(new Private) {}
@@ -176,6 +208,10 @@ void LogCore::PushRecord(unsigned int generation, const std::vector<SinkEntry>& 
 unsigned int LogCore::CollectSinks(std::vector<SinkEntry>& sinks,
                                    const std::vector<std::string>& tagParts) const {
     return impl_->CollectSinks(sinks, tagParts);
+}
+
+std::vector<SinkRegistration> LogCore::GetSinks() const {
+    return impl_->GetSinks();
 }
 
 unsigned int LogCore::GetConfigGeneration() const {

@@ -28,6 +28,10 @@ int LogSink::Count() const {
     return static_cast<int>(impl_->appenders.size());
 }
 
+std::vector<boost::shared_ptr<AppenderBase>> const& LogSink::GetAppenders() const {
+    return impl_->appenders;
+}
+
 void LogSink::Consume(LogRecord const& record) {
     for (boost::shared_ptr<AppenderBase> const& appender : impl_->appenders) {
         appender->Append(record);

@@ -1,8 +1,13 @@
 #include "tarqlog/logcore.h"
 
+#include <sched.h>
+
+#include <atomic>
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <new>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -389,6 +394,241 @@ TEST(LogCoreTest, GenerationIsReadWhileAChangeHoldsTheLock) {
     core.RemoveAllSinks();
 
     EXPECT_EQ(core.GetConfigGeneration(), 3U);
+}
+
+/// The rules of each sink, as "TAG=MASK" in their order.
+std::vector<std::string> RulesOf(LogCore const& core) {
+    std::vector<std::string> texts;
+    for (SinkRegistration const& registration : core.GetSinks()) {
+        texts.emplace_back();
+        for (FilterRule const& rule : registration.rules) {
+            for (std::string const& part : rule.GetTag()) {
+                texts.back() += part + ".";
+            }
+            texts.back() += "=" + std::to_string(rule.GetSeverity()) + " ";
+        }
+    }
+    return texts;
+}
+
+TEST(LogCoreTest, FreshCoreHasNoSinks) {
+    EXPECT_TRUE(LogCore().GetSinks().empty());
+}
+
+TEST(LogCoreTest, RegistrationsAreGivenAsTheyWereMade) {
+    LogCore core;
+    auto const first = AnySink();
+    auto const second = AnySink();
+    core.AddSink({FilterRule("a..b", kError), FilterRule(kInfo)}, first);
+    core.AddSink({FilterRule("c", Severity())}, second);
+    core.AddSink({FilterRule("d", kFatal)}, first);
+
+    std::vector<SinkRegistration> const sinks = core.GetSinks();
+
+    EXPECT_EQ(RulesOf(core), (std::vector<std::string>{"=4 a.b.=16 ", "c.=0 ", "d.=32 "}));
+    ASSERT_EQ(sinks.size(), 3U);
+    EXPECT_EQ(sinks[0].sink, first);
+    EXPECT_EQ(sinks[1].sink, second);
+    EXPECT_EQ(sinks[2].sink, first);
+}
+
+TEST(LogCoreTest, CallersRulesAreItsOwnAgain) {
+    LogCore core;
+    std::set<FilterRule> rules = {FilterRule("a", kInfo)};
+    core.AddSink(rules, AnySink());
+
+    rules.insert(FilterRule("b", kInfo));
+
+    EXPECT_EQ(RulesOf(core), std::vector<std::string>{"a.=4 "});
+}
+
+TEST(LogCoreTest, DefaultSinkHasTheRootRule) {
+    LogCore core;
+
+    core.AddDefaultSink(kWarning);
+
+    EXPECT_EQ(RulesOf(core), std::vector<std::string>{"=8 "});
+}
+
+TEST(LogCoreTest, IgnoredSinksAreNotAmongTheRegistrations) {
+    LogCore core;
+    core.AddSink({}, AnySink());
+    core.AddSink(RootRule(kInfo), boost::make_shared<LogSink>());
+    for (int i = 0; i < 33; ++i) {
+        core.AddSink({FilterRule(std::to_string(i), kInfo)}, AnySink());
+    }
+
+    std::vector<std::string> const rules = RulesOf(core);
+
+    ASSERT_EQ(rules.size(), 32U);
+    EXPECT_EQ(rules.front(), "0.=4 ");
+    EXPECT_EQ(rules.back(), "31.=4 ");
+}
+
+TEST(LogCoreTest, RulesGoWithTheRemovedSinks) {
+    LogCore core;
+    core.AddSink({FilterRule("a", kInfo)}, AnySink());
+    core.AddSink({FilterRule("b", kInfo)}, AnySink());
+
+    core.RemoveAllSinks();
+    EXPECT_TRUE(core.GetSinks().empty());
+
+    core.AddSink({FilterRule("c", kError)}, AnySink());
+    EXPECT_EQ(RulesOf(core), std::vector<std::string>{"c.=16 "});
+}
+
+TEST(LogCoreTest, RegistrationKeepsItsSinkAliveBeyondTheRemoval) {
+    std::string died;
+    LogCore core;
+    core.AddSink(RootRule(kInfo), SinkOf(boost::make_shared<DyingAppender>('a', boost::ref(died))));
+    std::vector<SinkRegistration> sinks = core.GetSinks();
+
+    core.RemoveAllSinks();
+    EXPECT_EQ(died, "");
+
+    sinks.clear();
+    EXPECT_EQ(died, "a");
+}
+
+TEST(LogCoreTest, RegistrationsAreReadBesideADelivery) {
+    LogCore core;
+    auto const appender = boost::make_shared<StuckAppender>();
+    core.AddSink(RootRule(kInfo), SinkOf(appender));
+    std::thread pusher([&] { Push(core, TaggedRecord(kInfo, "x")); });
+    appender->inside.Wait();
+
+    EXPECT_EQ(core.GetSinks().size(), 1U);
+
+    appender->mayLeave.Set();
+    pusher.join();
+}
+
+TEST(LogCoreTest, ReaderOfRegistrationsStepsAsideForAWaitingChangeAndSeesIt) {
+    LogCore core;
+    auto const stuck = boost::make_shared<StuckAppender>();
+    core.AddSink(RootRule(kInfo), SinkOf(stuck));
+    std::thread pusher([&] { Push(core, TaggedRecord(kInfo, "x")); });
+    stuck->inside.Wait();
+    long const exclusiveBefore = exclusiveLocks.Calls();
+    long const waitsBefore = conditionWaits.Calls();
+    std::thread writer([&] { core.AddSink(RootRule(kError), AnySink()); });
+    AwaitCalls(exclusiveLocks, exclusiveBefore + 1);
+
+    std::atomic<std::size_t> count{0};
+    std::thread reader([&] { count = core.GetSinks().size(); });
+    while (conditionWaits.Calls() == waitsBefore && count == 0) {
+        ::sched_yield();
+    }
+
+    stuck->mayLeave.Set();
+    pusher.join();
+    writer.join();
+    reader.join();
+    EXPECT_EQ(count, 2U);
+}
+
+TEST(LogCoreTest, ThreadThatHoldsAnAppendersMutexReadsRegistrationsPastAWaitingChange) {
+    LogCore core;
+    auto const stuck = boost::make_shared<StuckAppender>();
+    auto const held = boost::make_shared<NotingAppender>();
+    core.AddSink(RootRule(kInfo), SinkOf(stuck));
+    core.AddSink(RootRule(kError), SinkOf(held));
+    std::thread pusher([&] { Push(core, TaggedRecord(kInfo, "x")); });
+    stuck->inside.Wait();
+    long const before = exclusiveLocks.Calls();
+    std::thread writer([&] { core.RemoveAllSinks(); });
+    AwaitCalls(exclusiveLocks, before + 1);
+
+    held->Mutex().Lock();
+    EXPECT_EQ(core.GetSinks().size(), 2U);
+    held->Mutex().Unlock();
+
+    stuck->mayLeave.Set();
+    pusher.join();
+    writer.join();
+}
+
+TEST(LogCoreTest, RefusedSharedLockPassesOutOfReadingAndTheNextReadingComesThrough) {
+    LogCore core;
+    core.AddSink(RootRule(kInfo), AnySink());
+    sharedLocks.StrikeAt(1);
+
+    EXPECT_THROW(core.GetSinks(), log_utils::Error);
+    EXPECT_EQ(sharedLocks.Hits(), 1);
+
+    EXPECT_EQ(core.GetSinks().size(), 1U);
+}
+
+TEST(LogCoreTest, ExhaustedMemoryPassesOutOfReadingWithTheLockFree) {
+    LogCore core;
+    core.AddSink({FilterRule("a.b", kInfo), FilterRule("c", kInfo)}, AnySink());
+    unsigned long allowed = 0;
+    for (bool done = false; !done; ++allowed) {
+        SCOPED_TRACE(allowed);
+        try {
+            AllocationLimit const limit(allowed);
+            EXPECT_EQ(core.GetSinks().size(), 1U);
+            done = limit.Refused() == 0;
+        } catch (std::bad_alloc const&) {
+        }
+    }
+    EXPECT_GT(allowed, 4U);
+    std::thread([&] { core.RemoveAllSinks(); }).join();
+}
+
+TEST(LogCoreTest, RulesAfterExhaustedMemoryAreThoseInForce) {
+    std::set<FilterRule> const rules = {FilterRule("a", kInfo), FilterRule("b", kInfo)};
+    auto const sink = AnySink();
+    unsigned long allowed = 0;
+    for (bool done = false; !done; ++allowed) {
+        SCOPED_TRACE(allowed);
+        LogCore core;
+        try {
+            AllocationLimit const limit(allowed);
+            core.AddSink(rules, sink);
+            done = limit.Refused() == 0;
+        } catch (std::bad_alloc const&) {
+        }
+        bool const isRegistered = core.GetSinks().size() == 1;
+        core.AddSink({FilterRule("c", kInfo)}, sink);
+
+        std::string inForce;
+        std::vector<SinkEntry> sinks;
+        for (std::string const tag : {"a", "b"}) {
+            core.CollectSinks(sinks, {tag});
+            inForce += sinks.empty() ? "" : tag + ".=4 ";
+        }
+        std::vector<std::string> const expected = {inForce, "c.=4 "};
+        EXPECT_EQ(RulesOf(core), isRegistered ? expected : std::vector<std::string>{"c.=4 "});
+    }
+    EXPECT_GT(allowed, 8U);
+}
+
+TEST(LogCoreTest, DeliveryTakesOneSharedLockAndAllocatesNothingWhateverTheRules) {
+    struct SilentAppender : AppenderBase {
+        SilentAppender() : AppenderBase([](std::string&, LogRecord const&) {}) {}
+        void DoAppend(LogRecord const&) override { ++calls; }
+        int calls = 0;
+    };
+    LogCore core;
+    auto const appender = boost::make_shared<SilentAppender>();
+    core.AddSink({FilterRule(kInfo), FilterRule("a", kInfo), FilterRule("b", kInfo)},
+                 SinkOf(appender));
+    std::vector<SinkEntry> sinks;
+    unsigned int const generation = core.CollectSinks(sinks, {"a"});
+    TaggedRecord const record(kInfo, "x");
+    unsigned long const allocationsBefore = AllocationCount();
+    long const sharedBefore = sharedLocks.Calls();
+    long const mutexesBefore = mutexLocks.Calls();
+
+    core.PushRecord(generation, sinks, record);
+
+    EXPECT_EQ(appender->calls, 1);
+    EXPECT_EQ(AllocationCount() - allocationsBefore, 0U);
+    EXPECT_EQ(sharedLocks.Calls() - sharedBefore, 1);
+    EXPECT_EQ(mutexLocks.Calls() - mutexesBefore, 1) << "the appender's own";
+    core.GetSinks();
+    EXPECT_GT(AllocationCount(), allocationsBefore) << "the count does not count";
 }
 
 TEST(LogCoreTest, DestroyedGuardForbidsLoggingAndRemovesAllSinks) {

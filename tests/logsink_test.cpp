@@ -100,6 +100,34 @@ TEST(LogSinkTest, NullBetweenAppendersIsIgnored) {
     EXPECT_EQ(reached, "ab");
 }
 
+TEST(LogSinkTest, AppendersAreGivenAsTheyWereAdded) {
+    boost::shared_ptr<AppenderBase> const first = boost::make_shared<NotingAppender>();
+    boost::shared_ptr<AppenderBase> const second = boost::make_shared<NotingAppender>();
+    LogSink sink;
+    EXPECT_TRUE(sink.GetAppenders().empty());
+    sink.AddAppender(first);
+    sink.AddAppender(boost::shared_ptr<AppenderBase>());
+    sink.AddAppender(second);
+    sink.AddAppender(first);
+
+    LogSink const& asked = sink;
+    EXPECT_EQ(asked.GetAppenders(),
+              (std::vector<boost::shared_ptr<AppenderBase>>{first, second, first}));
+}
+
+TEST(LogSinkTest, LookingAtTheAppendersCopiesNothing) {
+    boost::shared_ptr<AppenderBase> const appender = boost::make_shared<NotingAppender>();
+    LogSink sink;
+    sink.AddAppender(appender);
+    unsigned long const before = AllocationCount();
+
+    std::vector<boost::shared_ptr<AppenderBase>> const& appenders = sink.GetAppenders();
+
+    EXPECT_EQ(AllocationCount() - before, 0u);
+    EXPECT_EQ(appenders.size(), 1u);
+    EXPECT_EQ(appender.use_count(), 2);
+}
+
 TEST(LogSinkTest, RecordOfASinkWithoutAppendersGoesNowhere) {
     LogSink sink;
 

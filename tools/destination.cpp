@@ -12,7 +12,6 @@
 #include <tarqlog/console_appender.h>
 #include <tarqlog/logcore.h>
 #include <tarqlog/logsink.h>
-#include <tarqlog/sink_entry.h>
 
 #include "complaint.h"
 #include "datagrams.h"
@@ -228,6 +227,7 @@ void AddSetting(Settings& settings, std::string const& field) {
 
 void AddSink(Destination const& destination, boost::shared_ptr<AppenderBase> const& appender) {
     boost::shared_ptr<LogSink> const sink = boost::make_shared<LogSink>();
+    appender->SetSeverity(destination.levels);
     sink->AddAppender(appender);
     LogCore::Get()->AddSink(destination.rules, sink);
 }
@@ -275,7 +275,6 @@ std::vector<Outlet> OpenAndRegister(std::vector<Destination> const& destinations
     std::vector<Outlet> outlets;
     for (Destination const& destination : destinations) {
         outlets.push_back(destination.open());
-        outlets.back().appender->SetSeverity(destination.levels);
         AddSink(destination, outlets.back().appender);
     }
     return outlets;
@@ -285,17 +284,6 @@ void RegisterClosed(std::vector<Destination> const& destinations) {
     for (Destination const& destination : destinations) {
         AddSink(destination, boost::make_shared<ConsoleAppender>(ConsoleAppender::kStderr));
     }
-}
-
-std::vector<Severity> TakenLevels(std::string const& tag,
-                                  std::vector<Destination> const& destinations) {
-    std::vector<SinkEntry> entries;
-    LogCore::Get()->CollectSinks(entries, FilterRule(tag, kAllSeverities).GetTag());
-    std::vector<Severity> taken(destinations.size());
-    for (SinkEntry const& entry : entries) {
-        taken[entry.first] = entry.second & destinations[entry.first].levels;
-    }
-    return taken;
 }
 
 }  // namespace tarqlog::tool

@@ -50,11 +50,6 @@ std::vector<Outlet> OpenAndRegister(std::vector<Destination> const& destinations
 /// Adds sinks that route like those of `destinations`, which stay closed.
 void RegisterClosed(std::vector<Destination> const& destinations);
 
-/// The levels that each of the registered `destinations` takes from a logger of `tag`: those that
-/// get through its rules and its mask.
-std::vector<Severity> TakenLevels(std::string const& tag,
-                                  std::vector<Destination> const& destinations);
-
 }  // namespace tarqlog::tool
 
 #endif  // TARQLOG_TOOLS_DESTINATION_H_

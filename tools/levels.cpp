@@ -88,17 +88,4 @@ Severity ToLevels(std::string const& text) {
     return levels;
 }
 
-std::string ToText(Severity levels) {
-    if (levels == 0 || levels == kAllSeverities) {
-        return levels == 0 ? "none" : "all";
-    }
-    std::string letters;
-    for (std::size_t bit = 0; bit < kLetters.size(); ++bit) {
-        if ((levels >> bit & 1U) != 0) {
-            letters += kLetters[bit];
-        }
-    }
-    return letters;
-}
-
 }  // namespace tarqlog::tool

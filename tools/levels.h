@@ -18,9 +18,6 @@ Severity ToLevel(std::string const& text);
 /// @throws UsageError
 Severity ToLevels(std::string const& text);
 
-/// `levels` as ToLevels() reads them: "all", "none" or letters as in "WEF".
-std::string ToText(Severity levels);
-
 }  // namespace tarqlog::tool
 
 #endif  // TARQLOG_TOOLS_LEVELS_H_

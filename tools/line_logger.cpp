@@ -2,11 +2,11 @@
 
 #include <cstddef>
 #include <optional>
-#include <vector>
 
+#include <tarqlog/explain.h>
 #include <tarqlog/logrecord.h>
 
-#include "destination.h"
+#include "explanation.h"
 #include "level_word.h"
 #include "line_prefix.h"
 
@@ -16,11 +16,12 @@ namespace {
 
 constexpr std::size_t kMaxChannels = 10000;  // sub-tags come from the input and could go on forever
 
-/// The levels that at least one of `destinations` takes from a logger of `tag`.
-Severity TakenByAny(std::string const& tag, std::vector<Destination> const& destinations) {
+/// The levels that at least one of the destinations takes from a logger of `tag`.
+Severity TakenByAny(std::string const& tag) {
+    Explanation const explanation = tarqlog::Explain(tag, kAllSeverities);
     Severity taken = Severity();
-    for (Severity const levels : TakenLevels(tag, destinations)) {
-        taken |= levels;
+    for (SinkExplanation const& destination : explanation.sinks) {
+        taken |= TakenLevels(destination);
     }
     return taken;
 }
@@ -35,11 +36,10 @@ std::size_t LevelIndex(Severity level) {
 
 }  // namespace
 
-LineLogger::Channel::Channel(std::string const& tag, std::vector<Destination> const& destinations)
-    : logger(tag.c_str()), taken(TakenByAny(tag, destinations)) {}
+LineLogger::Channel::Channel(std::string const& tag)
+    : logger(tag.c_str()), taken(TakenByAny(tag)) {}
 
-LineLogger::LineLogger(Options const& options)
-    : options_(options), ownChannel_(options.tag, options.destinations) {}
+LineLogger::LineLogger(Options const& options) : options_(options), ownChannel_(options.tag) {}
 
 void LineLogger::Log(Piece const& piece) {
     std::string_view text = piece.text;
@@ -83,7 +83,7 @@ LineLogger::Channel& LineLogger::FindChannel(std::string_view subTag) {
         return ownChannel_;
     }
     std::string const tag = options_.tag + '.' + std::string(subTag);
-    return channels_.try_emplace(std::string(subTag), tag, options_.destinations).first->second;
+    return channels_.try_emplace(std::string(subTag), tag).first->second;
 }
 
 void LineLogger::Push(std::string_view text) {

@@ -38,7 +38,7 @@ public:
 private:
     /// A logger and the levels that at least one destination takes from it.
     struct Channel {
-        Channel(std::string const& tag, std::vector<Destination> const& destinations);
+        explicit Channel(std::string const& tag);
 
         Logger logger;
         Severity const taken;

@@ -18,6 +18,12 @@ namespace tarqlog {
 class LogRecord;
 class LogSink;
 
+/// A sink as it was registered: what LogCore::AddSink() took.
+struct SinkRegistration {
+    std::set<FilterRule> rules;
+    boost::shared_ptr<LogSink> sink;
+};
+
 /// The routing table: the registered sinks, 32 at the most, and the rules that say which logger
 /// reaches which of them.
 ///
@@ -62,6 +68,15 @@ public:
     /// and returns the generation that the list belongs to. Called by loggers.
     unsigned int CollectSinks(std::vector<SinkEntry>& sinks,
                               const std::vector<std::string>& tagParts) const;
+
+    /// Copies of the registrations, in the order in which the sinks were added; [i] is the sink
+    /// that a SinkEntry calls i. After memory ran out in AddSink(), the rules are those that are in
+    /// force.
+    ///
+    /// Safe from inside an appender too, but not from an appender's destructor. Shares the
+    /// ownership of the sinks: one that is removed meanwhile dies with the last copy, and its files
+    /// are closed no earlier.
+    std::vector<SinkRegistration> GetSinks() const;
 
     /// The number of the current configuration: 1 at first, never 0. Takes no lock.
     unsigned int GetConfigGeneration() const;

@@ -2,6 +2,7 @@
 #define TARQLOG_LOGSINK_H_
 
 #include <memory>
+#include <vector>
 
 #include <boost/shared_ptr.hpp>
 
@@ -32,6 +33,10 @@ public:
 
     /// How many appenders the sink holds.
     int Count() const;
+
+    /// The appenders in the order in which they were added, valid until the next AddAppender().
+    /// None of them is null.
+    std::vector<boost::shared_ptr<AppenderBase>> const& GetAppenders() const;
 
     /// Hands `record` to each appender in turn; takes no lock. What an appender throws passes
     /// through, and the appenders after it miss the record.

@@ -8,6 +8,7 @@
 #include "tarqlog/assertion.h"
 #include "tarqlog/console_appender.h"
 #include "tarqlog/error.h"
+#include "tarqlog/explain.h"
 #include "tarqlog/export.h"
 #include "tarqlog/file.h"
 #include "tarqlog/file_appender.h"
