@@ -13,7 +13,8 @@ namespace tarqlog {
 
 // Appenders around an appender. In place of the one inside, the wrapper joins the sink:
 //
-//     auto const file = boost::make_shared<FileAppender>("web.log");
+//     auto const file =
+//         boost::make_shared<FileAppender>("web.log", 0, 0, FileAppender::kAppendMode);
 //     sink->AddAppender(boost::make_shared<EscapingAppender>(file));
 
 /// The base of those that hand on a copy of each record with another text: severity, time, thread
