@@ -1,7 +1,7 @@
 #ifndef TARQLOG_TARQLOG_H_
 #define TARQLOG_TARQLOG_H_
 
-// The whole library. Each header also stands alone.
+// The whole library but format.h, which needs {fmt}. Each header also stands alone.
 
 #include "tarqlog/android_appender.h"
 #include "tarqlog/appender_base.h"
@@ -14,6 +14,7 @@
 #include "tarqlog/file_appender.h"
 #include "tarqlog/format_func.h"
 #include "tarqlog/header_formats.h"
+#include "tarqlog/log.h"
 #include "tarqlog/logcore.h"
 #include "tarqlog/logfilter.h"
 #include "tarqlog/logger.h"

@@ -1,0 +1,327 @@
+#include "tarqlog/format.h"
+
+#include <fstream>
+#include <iterator>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "support/allocations.h"
+#include "support/compiler.h"
+#include "support/painted_stack.h"
+#include "support/statements.h"
+#include "support/temporary_directory.h"
+
+// Types of a user's own.
+
+struct Point {
+    int x;
+    int y;
+};
+
+/// Its formatter does what it is told to.
+struct Willing {
+    void (*act)();
+};
+
+template <>
+struct fmt::formatter<Point> {
+    constexpr auto parse(fmt::format_parse_context& context) { return context.begin(); }
+    template <class Context>
+    auto format(Point const& point, Context& context) const {
+        return fmt::format_to(context.out(), "{}/{}", point.x, point.y);
+    }
+};
+
+template <>
+struct fmt::formatter<Willing> {
+    constexpr auto parse(fmt::format_parse_context& context) { return context.begin(); }
+    template <class Context>
+    auto format(Willing const& willing, Context& context) const {
+        willing.act();
+        return fmt::format_to(context.out(), "done");
+    }
+};
+
+namespace tarqlog {
+namespace {
+
+std::vector<Statement> const kStatements = {
+#define TARQLOG_TEST_SEVERITY(name, severity)                                   \
+    TARQLOG_TEST_STATEMENT("TARQLOG_" #name "_F", severity, false,              \
+                           TARQLOG_##name##_F(log, "n={}", source.argument())), \
+        TARQLOG_TEST_STATEMENT(                                                 \
+            "TARQLOG_" #name "_F_IF", severity, true,                           \
+            TARQLOG_##name##_F_IF(log, source.condition(), "n={}", source.argument()))
+    TARQLOG_TEST_SEVERITY(TRACE, kTrace),
+    TARQLOG_TEST_SEVERITY(DEBUG, kDebug),
+    TARQLOG_TEST_SEVERITY(INFO, kInfo),
+    TARQLOG_TEST_SEVERITY(WARNING, kWarning),
+    TARQLOG_TEST_SEVERITY(ERROR, kError),
+    TARQLOG_TEST_SEVERITY(FATAL, kFatal),
+    TARQLOG_TEST_STATEMENT("TARQLOG_F", kError, false,
+                           TARQLOG_F(log, kError, "n={}", source.argument())),
+    TARQLOG_TEST_STATEMENT(
+        "TARQLOG_F_IF", kDebug, true,
+        TARQLOG_F_IF(log, kDebug, source.condition(), "n={}", source.argument())),
+};
+
+/// The text of the one record that `log` makes.
+template <class Log>
+std::string TextOfOne(Log log) {
+    auto const appender = AddNotingSink();
+    Logger logger("a");
+    log(logger);
+    LogCore::Get()->RemoveAllSinks();
+    return appender->Texts().size() == 1 ? appender->Texts().front() : "not one record";
+}
+
+class FormatStatementTest : public StatementsTest {};
+
+TEST_F(FormatStatementTest, EvaluatesItsArgumentsOncePerRecord) {
+    ASSERT_EQ(kStatements.size(), 14U);
+    ExpectOneEvaluationPerRecord(kStatements);
+}
+
+TEST_F(FormatStatementTest, EvaluatesNothingWhenNoSinkWantsIt) {
+    ExpectNoEvaluationWithoutASink(kStatements);
+}
+
+TEST_F(FormatStatementTest, IsSkippedWhenItsConditionIsFalse) {
+    ExpectFalseConditionToStop(kStatements);
+}
+
+TEST_F(FormatStatementTest, WithinAStatementGivesTwoWholeLines) {
+    ExpectTwoWholeLinesOfNestedOnes(kStatements);
+}
+
+TEST_F(FormatStatementTest, PushesNothingWhenItsArgumentThrows) {
+    ExpectNothingOfOneThatThrows(kStatements);
+}
+
+TEST_F(FormatStatementTest, FormatsAsFmtDoes) {
+    std::string const name("name");
+    EXPECT_EQ(TextOfOne([&](Logger& log) {
+                  TARQLOG_INFO_F(log, "{} {:>5}|{:#x} {:.2f} {} {} {{}}", name, 42, 255, 1.5,
+                                 Point{1, 2}, 'c');
+              }),
+              "name    42|0xff 1.50 1/2 c {}");
+    EXPECT_EQ(TextOfOne([](Logger& log) { TARQLOG_INFO_F(log, "no argument"); }), "no argument");
+    static constexpr char kFormat[] = "a constant {}";
+    EXPECT_EQ(TextOfOne([](Logger& log) { TARQLOG_INFO_F(log, kFormat, 1); }), "a constant 1");
+}
+
+TEST_F(FormatStatementTest, TextOfAnyLengthIsWholeAndFormattedOnce) {
+    for (std::size_t const length : {0UL, 255UL, 256UL, 257UL, 999UL, 1000UL, 1001UL, 1000000UL}) {
+        SCOPED_TRACE(length);
+        std::string const text(length, 'x');
+        EXPECT_EQ(TextOfOne([&](Logger& log) { TARQLOG_INFO_F(log, "{}.", text); }), text + '.');
+    }
+    static int formatted = 0;
+    Willing const counting{[] { ++formatted; }};
+    std::string const text(5000, 'x');
+    EXPECT_EQ(TextOfOne([&](Logger& log) { TARQLOG_INFO_F(log, "{}{}", text, counting); }),
+              text + "done");
+    EXPECT_EQ(formatted, 1);
+}
+
+TEST_F(FormatStatementTest, ErrorAtRunTimeBecomesTheText) {
+    EXPECT_EQ(TextOfOne([](Logger& log) { TARQLOG_INFO_F(log, "x {:{}}", 5, -1); }),
+              "format error: negative width");
+    EXPECT_EQ(TextOfOne([](Logger& log) {
+                  TARQLOG_INFO_F(log, "{} {:{}}", std::string(5000, 'x'), 5, -1);
+              }),
+              "format error: negative width");
+    Willing const failing{[] { throw std::runtime_error("no idea"); }};
+    EXPECT_EQ(TextOfOne([&](Logger& log) { TARQLOG_INFO_F(log, "x {}", failing); }),
+              "format error: no idea");
+    Willing const odd{[] { throw 5; }};
+    EXPECT_EQ(TextOfOne([&](Logger& log) { TARQLOG_INFO_F(log, "x {}", odd); }),
+              "format error: unknown");
+}
+
+TEST_F(FormatStatementTest, FormatterThatLogsGivesTwoWholeLines) {
+    auto const appender = AddNotingSink();
+    static Logger logger("a");
+    Willing const chatty{[] { TARQLOG_INFO_F(logger, "inner {}", 1); }};
+    TARQLOG_INFO_F(logger, "outer {} {}", std::string(1000, 'x'), chatty);
+    EXPECT_EQ(appender->Texts(),
+              (std::vector<std::string>{"inner 1", "outer " + std::string(1000, 'x') + " done"}));
+}
+
+TEST_F(FormatStatementTest, PassesOnLackOfMemory) {
+    auto const appender = AddNotingSink();
+    Logger logger("a");
+    ASSERT_TRUE(logger.HasSink(kInfo));
+    std::string const large(5000, 'x');
+    for (unsigned long const allowed : {0UL, 1UL}) {
+        AllocationLimit const limit(allowed);
+        EXPECT_THROW(TARQLOG_INFO_F(logger, "{}", large), std::bad_alloc);
+        EXPECT_GE(limit.Refused(), 1UL);
+    }
+    Willing const starving{[] { throw std::bad_alloc(); }};
+    EXPECT_THROW(TARQLOG_INFO_F(logger, "{}", starving), std::bad_alloc);
+    EXPECT_TRUE(appender->Texts().empty());
+}
+
+TEST_F(FormatStatementTest, LackOfMemoryWhileAFormatterFailsEndsNothing) {
+    AddNotingSink();
+    Logger logger("a");
+    ASSERT_TRUE(logger.HasSink(kInfo));
+    std::string const almost(950, 'x');
+    Willing const failing{[] { throw std::runtime_error("x"); }};
+    AllocationLimit const limit(2);  // the record's first bytes and the exception's text
+    EXPECT_THROW(TARQLOG_INFO_F(logger, "{}{:900}{}", almost, 1, failing), std::bad_alloc);
+    EXPECT_GE(limit.Refused(), 1UL);
+}
+
+TEST_F(FormatStatementTest, AllocatesNothingButTheRecordsText) {
+    struct SilentAppender : AppenderBase {
+        SilentAppender() : AppenderBase([](std::string&, LogRecord const&) {}) {}
+        void DoAppend(LogRecord const&) override {}
+    };
+    LogCore::Get()->AddSink({FilterRule(kInfo)}, SinkOf(boost::make_shared<SilentAppender>()));
+    Logger logger("a");
+    unsigned long const before = AllocationCount();
+    ASSERT_TRUE(logger.HasSink(kInfo));
+    unsigned long const ready = AllocationCount();
+    ASSERT_GT(ready, before) << "the count does not count";
+
+    TARQLOG_INFO_F(logger, "{} {} {} {}", 1, 2.5, "x", Point{1, 2});
+
+    EXPECT_EQ(AllocationCount(), ready + 1);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+// tarqlog/log.h names these two.
+constexpr std::size_t kStackBytes = 3072;
+constexpr std::size_t kFloatStackBytes = 8192;
+constexpr std::size_t kSmallStack = 32768;
+
+TEST_F(FormatStatementTest, RunsOnASmallStackAndTakesNoMoreOfItThanStated) {
+    AddNotingSink(kInfo);
+    Logger logger("a");
+    auto const used = [&](auto log) {
+        return StackUsedBy(
+            [&] {
+                log(logger);
+                log(logger);
+            },
+            kSmallStack);
+    };
+    std::size_t const road = used([](Logger& log) {
+        if (log.HasSink(kInfo)) {
+            LogRecord record(kInfo);
+            record.WriteData("x", 1);
+            log.PushRecord(record);
+        }
+    });
+    ASSERT_GT(road, 0U);
+
+    std::string const text(3000, 'x');
+    EXPECT_LE(used([](Logger& log) { TARQLOG_INFO_F(log, "{} {:>9}", 1, "x"); }),
+              road + kStackBytes);
+    EXPECT_LE(used([&](Logger& log) { TARQLOG_INFO_F(log, "{}", text); }), road + kStackBytes);
+    EXPECT_LE(used([](Logger& log) {
+                  TARQLOG_INFO_F(log, "{} {:f} {:.30} {}", 5e-324, 1e300, 1.1e-300L, 1.5e-4000L);
+              }),
+              road + kFloatStackBytes);
+}
+
+#endif
+
+/// As Compile(), in `standard`.
+ChildResult CompileIn(std::string const& standard, std::string const& code,
+                      std::vector<std::string> options = {}) {
+    options.insert(options.end(), {"-std=c++" + standard, "-fsyntax-only",
+                                   "-I" TARQLOG_TEST_INCLUDE_DIR, "-x", "c++", "-"});
+    return RunProgram(TARQLOG_TEST_COMPILER, options, code);
+}
+
+class FormatStandardTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(FormatStandardTest, ChecksTheFormatFromCxx14On) {
+    std::string const code =
+        "#include <tarqlog/format.h>\nvoid Log(tarqlog::Logger& log) { TARQLOG_INFO_F(log, ";
+    ChildResult const right = CompileIn(GetParam(), code + "\"{:d} {}\", 1, \"x\"); }");
+    EXPECT_EQ(right.exitStatus, 0) << right.errors;
+    for (std::string const wrong : {"\"{:d}\", \"x\"", "\"{} {}\", 1"}) {
+        SCOPED_TRACE(wrong);
+        bool const compiles = CompileIn(GetParam(), code + wrong + "); }").exitStatus == 0;
+        EXPECT_EQ(compiles, std::string(GetParam()) == "11");
+    }
+}
+
+TEST_P(FormatStandardTest, CompilesEverywhereWithoutAWarning) {
+    std::string const code = R"(
+#include <tarqlog/format.h>
+void Log(tarqlog::Logger& log, tarqlog::Severity severity, bool is) {
+    if (is) TARQLOG_INFO_F(log, "x"); else TARQLOG_DEBUG_F(log, "{}", 1);
+    if (is) TARQLOG_INFO_F_IF(log, !is, "{}", is); else TARQLOG_F(log, severity, "{}", 1);
+    TARQLOG_INFO_F(log, "{}", [&] { TARQLOG_INFO_F(log, "{}", [&] { TARQLOG_INFO_F(log, "x"); return 1; }()); return 2; }());
+    TARQLOG_INFO_F(log, "x"); TARQLOG_INFO_F(log, "y"); [&log] { TARQLOG_ERROR_F(log, "z"); }();
+}
+template <class Type> void LogAny(tarqlog::Logger& log, Type value) { TARQLOG_WARNING_F(log, "{}", value); }
+template void LogAny(tarqlog::Logger&, int);
+template void LogAny(tarqlog::Logger&, const char*);
+)";
+    for (std::vector<std::string> options : std::vector<std::vector<std::string>>{
+             {"-DTARQLOG_LOCATION", "-DTARQLOG_MIN_SEVERITY=kInfo"},
+             {"-fno-rtti", "-fno-exceptions"}}) {
+        options.insert(options.end(), {"-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wshadow",
+                                       "-Wold-style-cast", "-Werror"});
+        ChildResult const compiled = CompileIn(GetParam(), code, options);
+        EXPECT_EQ(compiled.exitStatus, 0) << compiled.errors;
+    }
+}
+
+/// The object file that `statement` alone makes.
+std::string ObjectOf(std::string const& statement, std::string const& level,
+                     std::string const& standard) {
+    TemporaryDirectory const directory;
+    std::string const object = directory.Path() + "/object.o";
+    std::string const code =
+        "#define TARQLOG_MIN_SEVERITY kWarning\n#include <tarqlog/format.h>\n"
+        "void Entry(tarqlog::Logger& log) { (void)log; " +
+        statement + " }\n";
+    ChildResult const compiled = RunProgram(TARQLOG_TEST_COMPILER,
+                                            {"-std=c++" + standard, level, "-c", "-o", object,
+                                             "-I" TARQLOG_TEST_INCLUDE_DIR, "-x", "c++", "-"},
+                                            code);
+    EXPECT_EQ(compiled.exitStatus, 0) << compiled.errors;
+    std::ifstream file(object, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+INSTANTIATE_TEST_SUITE_P(Standards, FormatStandardTest,
+                         testing::Values("11", "14", "17", "20", "2b"));
+
+class RemovedFormatTest : public testing::TestWithParam<std::tuple<const char*, const char*>> {};
+
+TEST_P(RemovedFormatTest, LeavesNothingInTheObjectFile) {
+    std::string const level = std::get<0>(GetParam());
+    std::string const standard = std::get<1>(GetParam());
+    std::string const empty = ObjectOf("", level, standard);
+    std::string const kept = ObjectOf("TARQLOG_ERROR_F(log, \"secret {}\", 1);", level, standard);
+    std::string const removed = ObjectOf("TARQLOG_INFO_F(log, \"secret {}\", 1);", level, standard);
+    for (const char* const trace : {"secret", "HasSink"}) {
+        ASSERT_NE(kept.find(trace), std::string::npos) << "the search does not find " << trace;
+        EXPECT_EQ(removed.find(trace), std::string::npos) << trace;
+    }
+    EXPECT_EQ(removed.find("TarqlogFormat"), std::string::npos);
+    // GCC reserves stack for variables even of what it drops; see log_test.cpp.
+    EXPECT_NEAR(static_cast<double>(removed.size()), static_cast<double>(empty.size()), 16);
+}
+
+INSTANTIATE_TEST_SUITE_P(LevelsAndStandards, RemovedFormatTest,
+                         testing::Combine(testing::Values("-O0", "-O2"),
+                                          testing::Values("14", "20")));
+
+}  // namespace
+}  // namespace tarqlog
