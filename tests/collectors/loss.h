@@ -3,7 +3,7 @@
 
 namespace tarqlog {
 
-/// Records that hosts send at a collector's cost, without asking whether it keeps up.
+/// What hosts send to a collector, whether it keeps up or not.
 struct Load {
     int hosts;
     long records;       // of each host

@@ -90,7 +90,7 @@ TEST(UdpTest, EveryRecordOfEightThreadsReachesTheCollectorWholeAndInOrder) {
     EXPECT_EQ(FaultOf(ReadWholeFile(file), {kThreads, 1, kRecords}), "");
 }
 
-/// How many records are logged while no collector is there: the last of them is refused, or it is
+/// How many records are logged while there is no collector: the last of them is refused, or it is
 /// one whose refusal the next record learns of.
 class KilledCollectorTest : public testing::TestWithParam<int> {};
 
