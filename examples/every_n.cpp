@@ -39,6 +39,6 @@ int main() {
     Logger log("net");
     for (int packet = 0; packet < 250; ++packet) {
         Receive(log, packet);
-        fakeTime += 20 * 1000000;  // 20 ms
+        fakeTime += 20 * 1000000LL;  // 20 ms
     }
 }

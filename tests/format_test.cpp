@@ -29,6 +29,8 @@ struct Willing {
     void (*act)();
 };
 
+// NOLINTBEGIN(readability-identifier-naming): {fmt} names them
+
 template <>
 struct fmt::formatter<Point> {
     constexpr auto parse(fmt::format_parse_context& context) { return context.begin(); }
@@ -47,6 +49,8 @@ struct fmt::formatter<Willing> {
         return fmt::format_to(context.out(), "done");
     }
 };
+
+// NOLINTEND(readability-identifier-naming)
 
 namespace tarqlog {
 namespace {
@@ -302,11 +306,11 @@ std::string ObjectOf(std::string const& statement, std::string const& level,
 INSTANTIATE_TEST_SUITE_P(Standards, FormatStandardTest,
                          testing::Values("11", "14", "17", "20", "2b"));
 
-class RemovedFormatTest : public testing::TestWithParam<std::tuple<const char*, const char*>> {};
+class RemovedFormatTest : public testing::TestWithParam<std::tuple<std::string, std::string>> {};
 
 TEST_P(RemovedFormatTest, LeavesNothingInTheObjectFile) {
-    std::string const level = std::get<0>(GetParam());
-    std::string const standard = std::get<1>(GetParam());
+    std::string const& level = std::get<0>(GetParam());
+    std::string const& standard = std::get<1>(GetParam());
     std::string const empty = ObjectOf("", level, standard);
     std::string const kept = ObjectOf("TARQLOG_ERROR_F(log, \"secret {}\", 1);", level, standard);
     std::string const removed = ObjectOf("TARQLOG_INFO_F(log, \"secret {}\", 1);", level, standard);

@@ -584,7 +584,9 @@ TEST(LogStreamStatementTest, PrintsAnyNumberAsAStreamDoes) {
         expectSame(static_cast<unsigned long>(bits));
         expectSame(static_cast<long long>(bits));
         expectSame(static_cast<unsigned long long>(bits));
-        expectSame(reinterpret_cast<void const*>(static_cast<std::uintptr_t>(bits)));
+        void const* address;
+        std::memcpy(&address, &bits, sizeof address);
+        expectSame(address);
     };
     auto const expectSameOfEachFloat = [&](long double value) {
         expectSame(static_cast<float>(value));
@@ -845,6 +847,9 @@ TEST(LogLimitTest, EachPlaceCountsByItself) {
     EXPECT_EQ(Answers(4, [] { return TARQLOG_EVERY_N(2) && TARQLOG_EVERY_N(2); }), "1000");
     // clang-format on
     EXPECT_EQ(Answers(4, [] { return TARQLOG_FIRST_N(1) || TARQLOG_EVERY_N(2); }), "1101");
+    EXPECT_EQ(Answers(2, [] { return TARQLOG_FIRST_N(1) && TARQLOG_FIRST_N(1); }), "10");
+    EXPECT_EQ(Answers(2, [] { return TARQLOG_ONCE && TARQLOG_ONCE; }), "10");
+    EXPECT_EQ(Answers(2, [] { return TARQLOG_EVERY_T(3600) && TARQLOG_EVERY_T(3600); }), "10");
 }
 
 TEST(LogLimitTest, UsersConditionsAndTheseTakeTurns) {
@@ -991,6 +996,35 @@ TEST(LogLimitTest, OnePassesInEachPeriodOnEightThreads) {
         EXPECT_EQ(passed, 1);
     }
     EXPECT_EQ(limit.Skipped(), 20U * (8000 - 1));
+}
+
+std::atomic<int> arrivals{0};
+
+TEST(LogLimitTest, OnePassesOfTwoThatReadTheClockAtTheSameTime) {
+    constexpr int kRounds = 20000;
+    // Both wait in the clock for each other, and go on to the comparison together.
+    auto const clock = []() -> long long {
+        int const round = arrivals++ / 2;
+        while (arrivals < 2 * round + 2) {
+            std::this_thread::yield();
+        }
+        return round * 1000000000LL;
+    };
+    auto const before = SetGetMonotonicTimeFunc(clock);
+    LogLimit limit;
+    std::atomic<int> passed{0};
+    auto const ask = [&] {
+        for (int round = 0; round < kRounds; ++round) {
+            passed += limit.EveryT(1) ? 1 : 0;
+        }
+    };
+    std::thread other(ask);
+    ask();
+    other.join();
+    SetGetMonotonicTimeFunc(before);
+
+    EXPECT_EQ(passed, kRounds);
+    EXPECT_EQ(limit.Skipped(), static_cast<unsigned long long>(kRounds));
 }
 
 TEST(LogLimitTest, WhatIsSkippedAddsUpOnEightThreads) {

@@ -67,11 +67,13 @@ private:
 /// Puts characters into a Collector.
 class Iterator {
 public:
+    // NOLINTBEGIN(readability-identifier-naming): the standard's names
     using iterator_category = std::output_iterator_tag;
     using value_type = void;
     using difference_type = std::ptrdiff_t;
     using pointer = void;
     using reference = void;
+    // NOLINTEND(readability-identifier-naming)
 
     explicit Iterator(Collector& collector) : collector_(&collector) {}
 

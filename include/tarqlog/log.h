@@ -313,7 +313,8 @@ public:
     /// The real stream, made at the first call. The conversion lets in operators that only the
     /// place of the statement knows, as one of a user's for a type of the standard library.
     TARQLOG_API std::ostream& Stream();
-    operator std::ostream&() { return Stream(); }  // NOLINT(google-explicit-constructor)
+    // NOLINTNEXTLINE(google-explicit-constructor): as a std::ostream& it is asked for
+    operator std::ostream&() { return Stream(); }
 
     TARQLOG_API LogStreamStatement& operator<<(bool value);
     TARQLOG_API LogStreamStatement& operator<<(short value);
