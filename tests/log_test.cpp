@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -525,11 +526,15 @@ TEST_F(LogStatementTest, RunsOnASmallStackAndTakesNoMoreOfItThanStated) {
     EXPECT_LE(used([&](Logger& log) { TARQLOG_INFO_P(log, "%s", text.c_str()); }),
               road + kStackBytes);
 
-    EXPECT_LE(used([](Logger& log) { TARQLOG_INFO(log) << 5e-324 << 1.5e-4000L << 1e4000L; }),
+    // Where a long double is a double it has no more than that.
+    constexpr int kExponent = std::min(4000, std::numeric_limits<long double>::max_exponent10);
+    long double const large = std::pow(10.0L, kExponent);
+    long double const small = std::pow(10.0L, -kExponent);
+    EXPECT_LE(used([&](Logger& log) { TARQLOG_INFO(log) << 5e-324 << small << large; }),
               road + kFloatStackBytes);
     EXPECT_LE(used([](Logger& log) { TARQLOG_INFO(log) << std::fixed << 1e300 << 1e300L; }),
               road + kFloatStackBytes);
-    EXPECT_LE(used([](Logger& log) { TARQLOG_INFO_P(log, "%g %f %Lf", 5e-324, 1e300, 1e4000L); }),
+    EXPECT_LE(used([&](Logger& log) { TARQLOG_INFO_P(log, "%g %f %Lf", 5e-324, 1e300, large); }),
               road + kFloatStackBytes);
 }
 
