@@ -14,6 +14,7 @@
 #include "tarqlog/logrecord.h"
 
 #include "severity_index.h"
+#include "syslog_severity.h"
 
 namespace tarqlog {
 
@@ -22,7 +23,6 @@ namespace {
 struct Level {
     char letter;
     char const* word;
-    char const* priority;
     char const* colour;
 };
 
@@ -30,10 +30,9 @@ constexpr char const* kColourEnd = "\x1b[0m";
 
 Level const& LevelOf(LogRecord const& record) {
     static constexpr Level kLevels[kSeverityIndexCount] = {
-        {'T', "trace", "<7>", "\x1b[90m"},   {'D', "debug", "<7>", "\x1b[36m"},
-        {'I', "info", "<6>", "\x1b[32m"},    {'W', "warning", "<4>", "\x1b[33m"},
-        {'E', "error", "<3>", "\x1b[31m"},   {'F', "fatal", "<0>", "\x1b[1;31m"},
-        {'U', "unknown", "<0>", "\x1b[35m"},
+        {'T', "trace", "\x1b[90m"},   {'D', "debug", "\x1b[36m"}, {'I', "info", "\x1b[32m"},
+        {'W', "warning", "\x1b[33m"}, {'E', "error", "\x1b[31m"}, {'F', "fatal", "\x1b[1;31m"},
+        {'U', "unknown", "\x1b[35m"},
     };
     return kLevels[SeverityIndex(record.GetSeverity())];
 }
@@ -54,6 +53,13 @@ void AppendSigned(std::string& header, int number, std::size_t width) {
     } else {
         AppendNumber(header, static_cast<unsigned long>(number), width);
     }
+}
+
+/// "<4>".
+void AppendPriority(std::string& header, Severity severity) {
+    header += '<';
+    AppendNumber(header, static_cast<unsigned long>(SeverityToSyslogSeverity(severity)), 1);
+    header += '>';
 }
 
 /// "+05:45"; the seconds that some zones had long ago are cut.
@@ -230,7 +236,7 @@ void Pattern::AppendRecordField(std::string& header, char flag, LogRecord const&
             header += LevelOf(record).word;
             break;
         case 'p':
-            header += LevelOf(record).priority;
+            AppendPriority(header, record.GetSeverity());
             break;
         case 't':
             AppendNumber(header, record.GetThreadId(), 1);

@@ -4,21 +4,9 @@
 
 #include "tarqlog/syslog_ctrl_block.h"
 
-#include "severity_index.h"
+#include "syslog_severity.h"
 
 namespace tarqlog {
-
-namespace {
-
-/// The priority without a facility, which is openlog()'s.
-int SeverityToSyslogSeverity(Severity severity) {
-    static constexpr int kSeveritySyslog[kSeverityIndexCount] = {
-        LOG_DEBUG, LOG_DEBUG, LOG_INFO, LOG_WARNING, LOG_ERR, LOG_EMERG, LOG_EMERG,
-    };
-    return kSeveritySyslog[SeverityIndex(severity)];
-}
-
-}  // namespace
 
 SyslogAppender::SyslogAppender(std::string const& ident) : AppenderBase(false) {
     SyslogCtrlBlock::GetSyslogCtrlBlock()->Open(ident);
