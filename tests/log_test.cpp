@@ -102,6 +102,8 @@ namespace zoo {
 enum Kind { kCat = 3 };
 enum Letter : char { kQ = 'q' };
 enum Tiny : short { kMinusOne = -1 };
+enum Huge : long long { kHuge = std::numeric_limits<long long>::min() };
+enum Unsigned : unsigned int { kMost = std::numeric_limits<unsigned int>::max() };
 enum Named { kNamed };
 enum class Scoped { kOne };
 enum class Elsewhere { kTwo };
@@ -485,57 +487,51 @@ TEST_F(LogStatementTest, AllocatesNothingButTheRecordsText) {
 // tarqlog/log.h names these two.
 constexpr std::size_t kStackBytes = 2048;
 constexpr std::size_t kFloatStackBytes = 8192;
-constexpr std::size_t kSmallStack = 32768;
 
 TEST_F(LogStatementTest, RunsOnASmallStackAndTakesNoMoreOfItThanStated) {
     LogCore::Get()->AddSink({FilterRule(kAllSeverities)},
                             SinkOf(boost::make_shared<SilentAppender>()));
     Logger logger("a");
     std::string const text(3000, 'x');
-    auto const used = [&](auto log) {
-        return StackUsedBy(
-            [&] {
-                log(logger);
-                log(logger);
-            },
-            kSmallStack);
-    };
-    std::size_t const road = used([](Logger& log) {
-        if (log.HasSink(kInfo)) {
-            LogRecord record(kInfo);
-            record.WriteData("x", 1);
-            log.PushRecord(record);
-        }
-    });
-    ASSERT_GT(road, 0U);
-    ASSERT_GT(used([](Logger&) {
-                  char volatile filled[5000];
-                  for (char volatile& byte : filled) {
-                      byte = 'x';
-                  }
-              }),
-              5000U)
+    ASSERT_GT(StackUsedBesideTheRoad(logger,
+                                     [](Logger&) {
+                                         char volatile filled[20000];
+                                         for (char volatile& byte : filled) {
+                                             byte = 'x';
+                                         }
+                                     }),
+              10000U)
         << "the measure does not measure";
 
-    EXPECT_LE(used([](Logger& log) { TARQLOG_INFO(log) << "a" << 1 << &log; }), road + kStackBytes);
-    EXPECT_LE(used([](Logger& log) {
-                  TARQLOG_INFO(log) << std::hex << 1 << Point{1, 2};
-              }),
-              road + kStackBytes);
-    EXPECT_LE(used([](Logger& log) { TARQLOG_INFO_P(log, "%d %s", 1, "x"); }), road + kStackBytes);
-    EXPECT_LE(used([&](Logger& log) { TARQLOG_INFO_P(log, "%s", text.c_str()); }),
-              road + kStackBytes);
+    EXPECT_LE(
+        StackUsedBesideTheRoad(logger, [](Logger& log) { TARQLOG_INFO(log) << "a" << 1 << &log; }),
+        kStackBytes);
+    EXPECT_LE(StackUsedBesideTheRoad(logger,
+                                     [](Logger& log) {
+                                         TARQLOG_INFO(log) << std::hex << 1 << Point{1, 2};
+                                     }),
+              kStackBytes);
+    EXPECT_LE(
+        StackUsedBesideTheRoad(logger, [](Logger& log) { TARQLOG_INFO_P(log, "%d %s", 1, "x"); }),
+        kStackBytes);
+    EXPECT_LE(StackUsedBesideTheRoad(logger,
+                                     [&](Logger& log) { TARQLOG_INFO_P(log, "%s", text.c_str()); }),
+              kStackBytes);
 
     // Where a long double is a double it has no more than that.
     constexpr int kExponent = std::min(4000, std::numeric_limits<long double>::max_exponent10);
     long double const large = std::pow(10.0L, kExponent);
     long double const small = std::pow(10.0L, -kExponent);
-    EXPECT_LE(used([&](Logger& log) { TARQLOG_INFO(log) << 5e-324 << small << large; }),
-              road + kFloatStackBytes);
-    EXPECT_LE(used([](Logger& log) { TARQLOG_INFO(log) << std::fixed << 1e300 << 1e300L; }),
-              road + kFloatStackBytes);
-    EXPECT_LE(used([&](Logger& log) { TARQLOG_INFO_P(log, "%g %f %Lf", 5e-324, 1e300, large); }),
-              road + kFloatStackBytes);
+    EXPECT_LE(StackUsedBesideTheRoad(
+                  logger, [&](Logger& log) { TARQLOG_INFO(log) << 5e-324 << small << large; }),
+              kFloatStackBytes);
+    EXPECT_LE(StackUsedBesideTheRoad(
+                  logger, [](Logger& log) { TARQLOG_INFO(log) << std::fixed << 1e300 << 1e300L; }),
+              kFloatStackBytes);
+    EXPECT_LE(
+        StackUsedBesideTheRoad(
+            logger, [&](Logger& log) { TARQLOG_INFO_P(log, "%g %f %Lf", 5e-324, 1e300, large); }),
+        kFloatStackBytes);
 }
 
 TEST_F(LogStatementTest, ReachesTheConsoleFromASmallStack) {
@@ -570,6 +566,7 @@ TEST(LogStreamStatementTest, PrintsNumbersCharactersStringsAndAddressesAsAStream
                               << &plain << ' ' << &none << ' ' << changing);
     EXPECT_SAME_BYTES(nullptr);
     EXPECT_SAME_BYTES(zoo::kCat << zoo::kQ << zoo::kMinusOne << zoo::kNamed);
+    EXPECT_SAME_BYTES(zoo::kHuge << ' ' << zoo::kMost);
 }
 
 TEST(LogStreamStatementTest, PrintsAnyNumberAsAStreamDoes) {

@@ -60,8 +60,7 @@ namespace tarqlog {
 /// one of your own, static, to share it among statements or to tell how many were left out:
 ///
 ///     static tarqlog::LogLimit full;
-///     TARQLOG_WARNING_IF(log, full.EveryT(1)) << "queue full, " << full.TakeSkipped() << "
-///     unsaid";
+///     TARQLOG_WARNING_IF(log, full.EveryT(1)) << "queue full, unsaid: " << full.TakeSkipped();
 ///
 /// Safe from any thread and exact there: of a million calls of EveryN(100) on eight threads ten
 /// thousand are true. Needs no construction at run time. Use one kind of condition on one object.

@@ -10,6 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include "tarqlog/logger.h"
+#include "tarqlog/logrecord.h"
+
 namespace tarqlog {
 
 /// Runs `body` on a thread whose stack has `size` bytes and returns how many of them it has
@@ -53,6 +56,32 @@ inline std::size_t StackUsedBy(std::function<void()> const& body, std::size_t si
     ::pthread_attr_destroy(&attributes);
     ::munmap(memory, guard + size);
     return task.used;
+}
+
+/// The stack on which a log statement must find its way to the sinks.
+constexpr std::size_t kSmallStack = 32768;
+
+/// What `log(logger)` takes of a small stack beside a record's own road to its sinks.
+inline std::size_t StackUsedBesideTheRoad(Logger& logger,
+                                          std::function<void(Logger& logger)> const& log) {
+    auto const used = [&](std::function<void(Logger & logger)> const& body) {
+        return StackUsedBy(
+            [&] {
+                body(logger);
+                body(logger);  // the first one resolves symbols
+            },
+            kSmallStack);
+    };
+    std::size_t const road = used([](Logger& logger) {
+        if (logger.HasSink(kInfo)) {
+            LogRecord record(kInfo);
+            record.WriteData("x", 1);
+            logger.PushRecord(record);
+        }
+    });
+    EXPECT_GT(road, 0U);
+    std::size_t const whole = used(log);
+    return whole > road ? whole - road : 0;
 }
 
 }  // namespace tarqlog
