@@ -7,7 +7,8 @@
 PREFIX ?= /usr/local
 CTEST_PARALLEL_LEVEL ?= $(shell nproc 2>/dev/null || echo 1)
 MINUTES ?= 10
-export CFLAGS CPPFLAGS CXXFLAGS LDFLAGS CTEST_PARALLEL_LEVEL MINUTES
+RUNS ?= 100
+export CFLAGS CPPFLAGS CXXFLAGS LDFLAGS CTEST_PARALLEL_LEVEL MINUTES RUNS
 
 PLAIN = build/plain
 # Given each time: CMake itself would look at the environment once and never again. An optimisation
@@ -17,7 +18,7 @@ FLAGS = -DCMAKE_CXX_FLAGS="$$CPPFLAGS $$CXXFLAGS" \
 	-DCMAKE_EXE_LINKER_FLAGS="$$LDFLAGS" -DCMAKE_SHARED_LINKER_FLAGS="$$LDFLAGS"
 set_up = $(if $(filter no,$(SETUP)),,@scripts/setup $(1))
 
-.PHONY: help setup build demo test soak check install slips clean
+.PHONY: help setup build demo test soak storms check install slips clean
 
 help: ## print this
 	@echo 'make TARGET [SETUP=no] [CXXFLAGS=...] [CPPFLAGS=...] [LDFLAGS=...]'
@@ -46,6 +47,12 @@ soak: ## log to files that others rename and delete, and account for each line (
 	cmake --preset release $(FLAGS)
 	cmake --build --preset release --target soak
 	build/release/tests/soak "$$MINUTES"
+
+storms: ## change the configuration and exit while 32 threads log, with and without the gate (RUNS=100)
+	$(call set_up,test)
+	cmake --preset release $(FLAGS)
+	cmake --build --preset release --target storms
+	build/release/tests/storms "$$RUNS"
 
 check: ## hold the tree to what no test sees; scripts/gates has each gate (GATE=format, ...)
 	$(call set_up,ci)
