@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "tarqlog/accounting.h"
 #include "tarqlog/scoped_lock.h"
 
 #include "record_text.h"
@@ -38,9 +39,13 @@ void ConsoleAppender::DoAppend(LogRecord const& record) {
     std::string const& header = Header();
     std::string_view const text = RecordText(record);
     threads::ScopedLock const lock(*impl_->streamMutex);
-    std::fwrite(header.data(), header.size(), 1, stream);
-    std::fwrite(text.data(), text.size(), 1, stream);
-    std::fputc('\n', stream);
+    bool const hasHeader =
+        std::fwrite(header.data(), header.size(), 1, stream) == 1 || header.empty();
+    bool const hasText = std::fwrite(text.data(), text.size(), 1, stream) == 1;
+    bool const hasEnd = std::fputc('\n', stream) != EOF;
+    if (!hasHeader || !hasText || !hasEnd) {
+        NoteLost(LossCause::kShortWrite);
+    }
 }
 
 }  // namespace tarqlog

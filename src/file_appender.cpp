@@ -1,9 +1,12 @@
 #include "tarqlog/file_appender.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <limits>
 #include <string_view>
 
+#include "tarqlog/accounting.h"
 #include "tarqlog/error.h"
 #include "tarqlog/file.h"
 #include "tarqlog/scoped_lock.h"
@@ -43,8 +46,12 @@ std::string Numbered(std::string const& filename, int number) {
 
 // What changes is guarded by Mutex(), which the members that take no lock leave to their callers.
 struct FileAppender::Private {
-    Private(std::string const& name, long long limitKiB, int recordsToBuffer)
-        : filename(name), sizeLimit(ToBytes(limitKiB)), bufferedRecords(recordsToBuffer) {
+    Private(FileAppender& appender, std::string const& name, long long limitKiB,
+            int recordsToBuffer)
+        : owner(appender),
+          filename(name),
+          sizeLimit(ToBytes(limitKiB)),
+          bufferedRecords(recordsToBuffer) {
         if (IsBuffering()) {
             buffer.reserve(kBufferSize);
         }
@@ -53,6 +60,7 @@ struct FileAppender::Private {
     bool Write(std::string const& header, LogRecord const& record);
     bool WriteBuffer();
 
+    FileAppender& owner;
     std::string const filename;
     long long const sizeLimit;  // in bytes; 0: none
     int const bufferedRecords;
@@ -66,27 +74,42 @@ private:
     bool MayWait(std::string const& header, LogRecord const& record) const;
     bool Collect(std::string const& header, LogRecord const& record);
     bool WriteLine(std::string const& header, LogRecord const& record);
+    int WriteBytes(std::string_view bytes);
     bool WriteAll(std::string_view bytes);
+
+    // Where each record in the buffer ends. There are never more than the file is kept open for.
+    std::array<unsigned short, kReopenPeriod> ends{};
 };
 
 /// Writes the record, or puts it into the buffer. False when bytes were lost; the buffer is empty
 /// then.
 bool FileAppender::Private::Write(std::string const& header, LogRecord const& record) {
-    if (!IsBuffering()) {
-        return WriteLine(header, record);
-    }
-    if (MayWait(header, record)) {
+    if (IsBuffering() && MayWait(header, record)) {
         return Collect(header, record);
     }
-    return WriteBuffer() && WriteLine(header, record);
+    bool const written = (!IsBuffering() || WriteBuffer()) && WriteLine(header, record);
+    if (!written) {
+        owner.NoteLost(LossCause::kShortWrite);
+    }
+    return written;
 }
 
 /// Writes the buffer to the file, if it is open, and empties it in any case. False when bytes were
 /// lost in writing.
 bool FileAppender::Private::WriteBuffer() {
-    bool const written = !file.IsOpen() || WriteAll(buffer);
-    buffer.clear();
-    recordsInBuffer = 0;
+    bool written = true;
+    if (!buffer.empty()) {
+        int const size = file.IsOpen() ? WriteBytes(buffer) : 0;
+        auto const end = ends.begin() + recordsInBuffer;
+        auto const lost = end - std::upper_bound(ends.begin(), end, size);
+        if (lost > 0) {
+            owner.NoteLost(file.IsOpen() ? LossCause::kShortWrite : LossCause::kOpenFailed,
+                           static_cast<unsigned long long>(lost));
+        }
+        written = !file.IsOpen() || lost == 0;
+        buffer.clear();
+        recordsInBuffer = 0;
+    }
     return written;
 }
 
@@ -97,6 +120,7 @@ bool FileAppender::Private::MayWait(std::string const& header, LogRecord const& 
 
 bool FileAppender::Private::Collect(std::string const& header, LogRecord const& record) {
     buffer.append(header).append(RecordText(record)).push_back('\n');
+    ends[static_cast<std::size_t>(recordsInBuffer)] = static_cast<unsigned short>(buffer.size());
     return ++recordsInBuffer < bufferedRecords || WriteBuffer();
 }
 
@@ -104,14 +128,27 @@ bool FileAppender::Private::WriteLine(std::string const& header, LogRecord const
     return WriteAll(header) && WriteAll(RecordText(record)) && file.Write("\n", 1) == 1;
 }
 
-bool FileAppender::Private::WriteAll(std::string_view bytes) {
+/// File::WriteAll(), but returns how many bytes are in the file also when it fails.
+int FileAppender::Private::WriteBytes(std::string_view bytes) {
     int const size = static_cast<int>(bytes.size());
-    return size <= 0 || file.WriteAll(bytes.data(), size) == size;
+    int done = 0;
+    while (done < size) {
+        int const written = file.Write(bytes.data() + done, size - done);
+        if (written <= 0) {
+            break;
+        }
+        done += written;
+    }
+    return done;
+}
+
+bool FileAppender::Private::WriteAll(std::string_view bytes) {
+    return WriteBytes(bytes) >= static_cast<int>(bytes.size());
 }
 
 FileAppender::FileAppender(std::string const& filename, long long limitKiB, int bufferedRecords,
                            OpenMode mode)
-    : AppenderBase(true), impl_(new Private(filename, limitKiB, bufferedRecords)) {
+    : AppenderBase(true), impl_(new Private(*this, filename, limitKiB, bufferedRecords)) {
     // Here any odd mode appends; in Open() it truncates.
     Open(mode == kTruncateMode ? kTruncateMode : kAppendMode);
 }
@@ -143,12 +180,12 @@ std::string const& FileAppender::GetFilename() const {
 }
 
 void FileAppender::DoAppend(LogRecord const& record) {
-    if (!Open(kAppendMode)) {
-        return;  // the record is lost, the next one tries again
+    if (Open(kAppendMode)) {
+        PreAppendControl();
     }
-    PreAppendControl();
-    if (!impl_->file.IsOpen()) {
-        return;  // the size test closed it: no position, or no new file
+    if (!impl_->file.IsOpen()) {  // or no longer: no position to test, or no new file
+        NoteLost(LossCause::kOpenFailed);
+        return;  // the next one tries again
     }
     bool const written = impl_->Write(Header(), record);
     if (!written || ++impl_->recordsSinceOpen >= kReopenPeriod) {

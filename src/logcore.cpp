@@ -37,6 +37,7 @@ public:
                               std::vector<std::string> const& tagParts);
     std::vector<SinkRegistration> GetSinks();
     unsigned int GetConfigGeneration() const { return generation_.Get(); }
+    unsigned long long GetStaleRecords() const { return stale_.load(std::memory_order_relaxed); }
     void StepAside() { gate_.StepAside(); }
 
 private:
@@ -49,6 +50,8 @@ private:
     std::vector<boost::shared_ptr<LogSink>> sinks_ TARQLOG_GUARDED_BY(mutex_);
     ConfigGeneration generation_;  // written under mutex_, read without it
     WriterGate gate_;              // before mutex_, for readers and writers alike
+
+    std::atomic<unsigned long long> stale_{0};  // records dropped
 
     // Those of each sink, for who asks. Records pass by what stands above.
     std::vector<std::set<FilterRule>> rules_ TARQLOG_GUARDED_BY(mutex_);
@@ -150,7 +153,9 @@ void LogCoreImpl::PushRecord(unsigned int generation, std::vector<SinkEntry> con
                              LogRecord const& record) {
     threads::ScopedSharedLock const lock(mutex_);
     if (generation != generation_.Get()) {
-        return;  // the list is another configuration's, and so is the record: it is dropped
+        // The list is another configuration's, and so is the record: it is dropped.
+        stale_.fetch_add(1, std::memory_order_relaxed);
+        return;
     }
     for (SinkEntry const& entry : sinks) {
         if ((entry.second & record.GetSeverity()) != 0) {
@@ -225,6 +230,10 @@ void LogCore::StepAside() const {
 void LogCore::Deliver(unsigned int generation, std::vector<SinkEntry> const& sinks,
                       LogRecord const& record) {
     impl_->PushRecord(generation, sinks, record);
+}
+
+unsigned long long GetStaleRecords(LogCore const& core) {
+    return core.impl_->GetStaleRecords();
 }
 
 bool IsLoggingForbidden() {

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "tarqlog/accounting.h"
 #include "tarqlog/udpsender.h"
 
 #include "record_text.h"
@@ -26,13 +27,15 @@ void UdpAppender::DoAppend(LogRecord const& record) {
     std::string const& header = Header();
     UdpSender& sender = impl_->sender;
     if (!sender.IsOpen() && !sender.Create(impl_->host.c_str(), impl_->port)) {
-        return;  // the record is lost, the next one tries again
+        NoteLost(LossCause::kOpenFailed);
+        return;  // the next one tries again
     }
     std::string_view const text = RecordText(record);
     char const* parts[] = {header.data(), text.data(), "\n"};
     unsigned long sizes[] = {header.size(), text.size(), 1};
     if (!sender.Send(parts, sizes, 3)) {
-        sender.Close();  // and so is this one; the next one makes a new socket
+        NoteLost(LossCause::kSendFailed);
+        sender.Close();  // the next one makes a new socket
     }
 }
 

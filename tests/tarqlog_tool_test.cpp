@@ -371,12 +371,12 @@ TEST(TarqlogToolTest, LimitIsAMebibyteUnlessToldOtherwise) {
 
     std::string const atLimit =
         "tarqlog: lines=1 delivered=1 trace=0 debug=0 info=1 warning=0 "
-        "error=0 fatal=0 filtered=0 empty=0 split=0 parent_tag=0 cut=0 "
+        "error=0 fatal=0 filtered=0 empty=0 split=0 parent_tag=0 cut=0 lost=0 "
         "bytes=1048577";
     EXPECT_EQ(Stats({"-o", "stdout"}, mebibyte + "\n"), atLimit);
     std::string const aboveLimit =
         "tarqlog: lines=1 delivered=2 trace=0 debug=0 info=2 warning=0 "
-        "error=0 fatal=0 filtered=0 empty=0 split=1 parent_tag=0 cut=0 "
+        "error=0 fatal=0 filtered=0 empty=0 split=1 parent_tag=0 cut=0 lost=0 "
         "bytes=1048578";
     EXPECT_EQ(Stats({"-o", "stdout"}, mebibyte + "y\n"), aboveLimit);
 }
@@ -1040,28 +1040,28 @@ TEST(TarqlogToolTest, StatisticsAccountForEachLine) {
         Stats({"-p", "trace", "--prio-prefix", "--max-line", "4", "-o", "stdout,levels=TDIWE"},
               input),
         "tarqlog: lines=10 delivered=9 trace=4 debug=1 info=2 warning=1 error=1 fatal=0 "
-        "filtered=1 empty=2 split=2 parent_tag=0 cut=0 bytes=48");
+        "filtered=1 empty=2 split=2 parent_tag=0 cut=0 lost=0 bytes=48");
 }
 
 TEST(TarqlogToolTest, StatisticsAreOneLineWithTheTimeAtItsEnd) {
     std::string const errors = RunTool({"-o", "stdout", "--stats"}, "x\n").errors;
 
-    EXPECT_EQ(
-        WithoutNumbers(errors),
-        "tarqlog: lines=# delivered=# trace=# debug=# info=# warning=# error=# fatal=# "
-        "filtered=# empty=# split=# parent_tag=# cut=# bytes=# seconds=#.# lines_per_second=#\n");
+    EXPECT_EQ(WithoutNumbers(errors),
+              "tarqlog: lines=# delivered=# trace=# debug=# info=# warning=# error=# fatal=# "
+              "filtered=# empty=# split=# parent_tag=# cut=# lost=# bytes=# seconds=#.# "
+              "lines_per_second=#\n");
 }
 
 TEST(TarqlogToolTest, LineIsDeliveredOnceWhateverTheNumberOfItsDestinations) {
     EXPECT_EQ(Stats({"-o", "stdout", "-o", "stdout", "-o", "stdout,levels=none"}, "x\n"),
               "tarqlog: lines=1 delivered=1 trace=0 debug=0 info=1 warning=0 error=0 fatal=0 "
-              "filtered=0 empty=0 split=0 parent_tag=0 cut=0 bytes=2");
+              "filtered=0 empty=0 split=0 parent_tag=0 cut=0 lost=0 bytes=2");
 }
 
 TEST(TarqlogToolTest, LineIsFilteredByRulesAndByLevels) {
     std::string const expected =
         "tarqlog: lines=3 delivered=1 trace=0 debug=0 info=0 warning=1 error=0 fatal=0 "
-        "filtered=2 empty=0 split=0 parent_tag=0 cut=0 bytes=16";
+        "filtered=2 empty=0 split=0 parent_tag=0 cut=0 lost=0 bytes=16";
     std::string const input = "<4>w\n<6>i\ndb: x\n";
 
     EXPECT_EQ(Stats({"--prio-prefix", "-o", "stdout", "-r", "=W"}, input), expected);
@@ -1076,7 +1076,24 @@ TEST(TarqlogToolTest, RuleAndLevelsOfTwoDestinationsAreNotMixed) {
     // The rules of the one and the levels of the other would let the line through.
     EXPECT_EQ(Stats({"-o", "stdout,levels=W", "-o", "stdout", "-r", "=W"}, "x\n"),
               "tarqlog: lines=1 delivered=0 trace=0 debug=0 info=0 warning=0 error=0 fatal=0 "
-              "filtered=1 empty=0 split=0 parent_tag=0 cut=0 bytes=2");
+              "filtered=1 empty=0 split=0 parent_tag=0 cut=0 lost=0 bytes=2");
+}
+
+TEST(TarqlogToolTest, LinesThatAFileDoesNotTakeAreCountedAndTold) {
+    ChildResult const result = RunTool({"-o", "file:/dev/full", "-o", "file:/dev/full,buffer=9",
+                                        "-o", "file:/dev/null", "--stats"},
+                                       "one\ntwo\n");
+
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(
+        result.errors.find("tarqlog: file:/dev/full: lines lost: 2 (not opened 0, not written "
+                           "2, not sent 0)\n"
+                           "tarqlog: file:/dev/full,buffer=9: lines lost: 2 (not opened 0, "
+                           "not written 2, not sent 0)\n"
+                           "tarqlog: lines=2 "),
+        0U)
+        << result.errors;
+    EXPECT_NE(result.errors.find(" lost=4 "), std::string::npos) << result.errors;
 }
 
 TEST(TarqlogToolTest, StatisticsAddUpOverAllFiles) {
@@ -1085,7 +1102,7 @@ TEST(TarqlogToolTest, StatisticsAddUpOverAllFiles) {
 
     EXPECT_EQ(Stats({"-o", "stdout", directory.File("a"), "-", directory.File("a")}, "3"),
               "tarqlog: lines=5 delivered=5 trace=0 debug=0 info=5 warning=0 error=0 fatal=0 "
-              "filtered=0 empty=0 split=0 parent_tag=0 cut=0 bytes=9");
+              "filtered=0 empty=0 split=0 parent_tag=0 cut=0 lost=0 bytes=9");
 }
 
 // When lines become visible, and where
@@ -1407,6 +1424,16 @@ TEST(TarqlogToolTest, LineTooLongForADatagramIsCutBetweenCharactersMarkedAndCoun
         EXPECT_EQ(port.Receive().size(), 65507U);
         EXPECT_NE(errors.find(" cut=2 "), std::string::npos) << errors;
     }
+}
+
+TEST(TarqlogToolTest, DatagramsThatAreRefusedAreCountedAndTold) {
+    UdpPort const port;  // nobody listens
+
+    ChildResult const result = RunTool({"-o", To(port), "--stats"}, "1\n2\n3\n4\n5\n6\n");
+
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.errors.find("tarqlog: " + To(port) + ": lines lost: "), 0U) << result.errors;
+    EXPECT_EQ(result.errors.find(" lost=0 "), std::string::npos) << result.errors;
 }
 
 TEST(TarqlogToolTest, HostThatCannotBeSentToIsAnErrorAtTheStart) {

@@ -275,6 +275,7 @@ std::vector<Outlet> OpenAndRegister(std::vector<Destination> const& destinations
     std::vector<Outlet> outlets;
     for (Destination const& destination : destinations) {
         outlets.push_back(destination.open());
+        outlets.back().name = destination.text;
         AddSink(destination, outlets.back().appender);
     }
     return outlets;

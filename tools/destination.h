@@ -21,6 +21,7 @@ class DatagramAppender;
 
 /// A destination that is open. Of the pointers below its appender at most one is not null.
 struct Outlet {
+    std::string name;  // what asked for it
     boost::shared_ptr<AppenderBase> appender;
     std::FILE* stream = nullptr;            // the standard stream that it writes to
     FileAppender* file = nullptr;           // itself, where it writes to a file

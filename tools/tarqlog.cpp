@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include <tarqlog/accounting.h>
 #include <tarqlog/file_appender.h>
 #include <tarqlog/logcore.h>
 
@@ -47,10 +48,12 @@ private:
     int LogInput(int descriptor);
     bool AwaitInput(int descriptor);
     void ReopenFiles() const;
+    bool ReportLosses() const;
     void PrintStats() const;
 
     std::chrono::steady_clock::time_point const start_ = std::chrono::steady_clock::now();
     Options const& options_;
+    std::vector<Outlet> const& outlets_;
     OutputStreams output_;
     std::vector<FileAppender*> files_;
     std::vector<DatagramAppender const*> datagrams_;
@@ -59,7 +62,7 @@ private:
 };
 
 Run::Run(Options const& options, std::vector<Outlet> const& outlets)
-    : options_(options), lines_(options.maxLine), logger_(options) {
+    : options_(options), outlets_(outlets), lines_(options.maxLine), logger_(options) {
     for (Outlet const& outlet : outlets) {
         output_.Add(outlet.stream);
         if (outlet.file != nullptr) {
@@ -87,10 +90,11 @@ int Run::Execute() {
     }
     bool const isAllWritten = output_.Flush();
     output_.Report();
+    bool const isAllDelivered = ReportLosses();
     if (options_.stats) {
         PrintStats();
     }
-    return areAllRead && isAllWritten ? 0 : kFailureStatus;
+    return areAllRead && isAllWritten && isAllDelivered ? 0 : kFailureStatus;
 }
 
 /// False, and says so, when the file cannot be read to its end.
@@ -164,6 +168,24 @@ void Run::ReopenFiles() const {
     }
 }
 
+/// False, and says so, when lines were lost on the way to a file or a socket; what became of the
+/// standard streams is told already.
+bool Run::ReportLosses() const {
+    bool isAllDelivered = true;
+    for (Outlet const& outlet : outlets_) {
+        Account const account = GetAccount(*outlet.appender);
+        if (account.Lost() == 0 || outlet.stream != nullptr) {
+            continue;
+        }
+        isAllDelivered = false;
+        Complain(outlet.name + ": lines lost: " + std::to_string(account.Lost()) + " (not opened " +
+                 std::to_string(account.openFailed) + ", not written " +
+                 std::to_string(account.shortWrite) + ", not sent " +
+                 std::to_string(account.sendFailed) + ")");
+    }
+    return isAllDelivered;
+}
+
 void Run::PrintStats() const {
     std::chrono::duration<double> const elapsed = std::chrono::steady_clock::now() - start_;
     Counts const& counts = logger_.GetCounts();
@@ -171,14 +193,18 @@ void Run::PrintStats() const {
     for (DatagramAppender const* const appender : datagrams_) {
         cut += appender->CutCount();
     }
+    unsigned long long lost = 0;
+    for (Outlet const& outlet : outlets_) {
+        lost += GetAccount(*outlet.appender).Lost();
+    }
     auto const& [trace, debug, info, warning, error, fatal] = counts.delivered;
     std::fprintf(stderr,
                  "tarqlog: lines=%llu delivered=%llu trace=%llu debug=%llu info=%llu warning=%llu "
                  "error=%llu fatal=%llu filtered=%llu empty=%llu split=%llu parent_tag=%llu "
-                 "cut=%llu bytes=%llu seconds=%.3f lines_per_second=%.0f\n",
+                 "cut=%llu lost=%llu bytes=%llu seconds=%.3f lines_per_second=%.0f\n",
                  counts.lines, trace + debug + info + warning + error + fatal, trace, debug, info,
                  warning, error, fatal, counts.filtered, counts.empty, counts.split,
-                 counts.parentTag, cut, lines_.BytesRead(), elapsed.count(),
+                 counts.parentTag, cut, lost, lines_.BytesRead(), elapsed.count(),
                  static_cast<double>(counts.lines) / elapsed.count());
 }
 

@@ -16,6 +16,9 @@
 
 namespace tarqlog {
 
+struct Account;  // both in tarqlog/accounting.h
+enum class LossCause : int;
+
 namespace detail {
 
 /// Whether an object of type `Callable` can be called as a header function. boost::function's own
@@ -114,7 +117,14 @@ protected:
     /// then on.
     virtual void DoAppend(LogRecord const& record) = 0;
 
+    /// Says that `records` that DoAppend() was given are lost, this one or earlier ones. For
+    /// GetAccount() of tarqlog/accounting.h alone. What DoAppend() throws is counted already.
+    void NoteLost(LossCause cause, unsigned long long records = 1);
+
 private:
+    friend TARQLOG_API Account GetAccount(AppenderBase const& appender);
+
+    class TARQLOG_HIDDEN Taking;
     struct TARQLOG_HIDDEN Private;
     std::unique_ptr<Private> const impl_;
 };

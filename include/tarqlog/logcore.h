@@ -83,6 +83,7 @@ public:
 
 private:
     friend class LoggerImpl;
+    friend TARQLOG_API unsigned long long GetStaleRecords(LogCore const& core);
 
     struct TARQLOG_HIDDEN Private;
 

@@ -3,6 +3,7 @@
 
 // The whole library but format.h, which needs {fmt}. Each header also stands alone.
 
+#include "tarqlog/accounting.h"
 #include "tarqlog/android_appender.h"
 #include "tarqlog/appender_base.h"
 #include "tarqlog/assertion.h"
