@@ -8,7 +8,8 @@ PREFIX ?= /usr/local
 CTEST_PARALLEL_LEVEL ?= $(shell nproc 2>/dev/null || echo 1)
 MINUTES ?= 10
 RUNS ?= 100
-export CFLAGS CPPFLAGS CXXFLAGS LDFLAGS CTEST_PARALLEL_LEVEL MINUTES RUNS
+FORKS ?= 10000
+export CFLAGS CPPFLAGS CXXFLAGS LDFLAGS CTEST_PARALLEL_LEVEL MINUTES RUNS FORKS
 
 PLAIN = build/plain
 # Given each time: CMake itself would look at the environment once and never again. An optimisation
@@ -18,7 +19,7 @@ FLAGS = -DCMAKE_CXX_FLAGS="$$CPPFLAGS $$CXXFLAGS" \
 	-DCMAKE_EXE_LINKER_FLAGS="$$LDFLAGS" -DCMAKE_SHARED_LINKER_FLAGS="$$LDFLAGS"
 set_up = $(if $(filter no,$(SETUP)),,@scripts/setup $(1))
 
-.PHONY: help setup build demo test soak storms check install slips clean
+.PHONY: help setup build demo test soak storms forks check install slips clean
 
 help: ## print this
 	@echo 'make TARGET [SETUP=no] [CXXFLAGS=...] [CPPFLAGS=...] [LDFLAGS=...]'
@@ -53,6 +54,12 @@ storms: ## change the configuration and exit while 32 threads log, with and with
 	cmake --preset release $(FLAGS)
 	cmake --build --preset release --target storms
 	build/release/tests/storms "$$RUNS"
+
+forks: ## fork beside threads that log and configure, and check each child and line (FORKS=10000)
+	$(call set_up,test)
+	cmake --preset release $(FLAGS)
+	cmake --build --preset release --target forks
+	build/release/tests/forks "$$FORKS"
 
 check: ## hold the tree to what no test sees; scripts/gates has each gate (GATE=format, ...)
 	$(call set_up,ci)

@@ -1,11 +1,13 @@
 #include "tarqlog/console_appender.h"
 
+#include <atomic>
 #include <cstdio>
 #include <string_view>
 
 #include "tarqlog/accounting.h"
 #include "tarqlog/scoped_lock.h"
 
+#include "console_flush.h"
 #include "record_text.h"
 
 namespace tarqlog {
@@ -14,6 +16,10 @@ namespace {
 
 // Makes the mutex when the library is loaded, before there are threads.
 [[maybe_unused]] threads::ThreadMutex* const forceCreate = &GetGlobalStreamMutex();
+
+// Relaxed: they only ever become true, before anything is written.
+std::atomic<bool> usesStdout{false};
+std::atomic<bool> usesStderr{false};
 
 }  // namespace
 
@@ -30,7 +36,9 @@ threads::ThreadMutex& GetGlobalStreamMutex() {
 }
 
 ConsoleAppender::ConsoleAppender(OutStreamType streamType)
-    : AppenderBase(true), impl_(new Private{streamType, &GetGlobalStreamMutex()}) {}
+    : AppenderBase(true), impl_(new Private{streamType, &GetGlobalStreamMutex()}) {
+    (streamType != kStdout ? usesStderr : usesStdout).store(true, std::memory_order_relaxed);
+}
 
 ConsoleAppender::~ConsoleAppender() = default;
 
@@ -45,6 +53,15 @@ void ConsoleAppender::DoAppend(LogRecord const& record) {
     bool const hasEnd = std::fputc('\n', stream) != EOF;
     if (!hasHeader || !hasText || !hasEnd) {
         NoteLost(LossCause::kShortWrite);
+    }
+}
+
+void FlushConsole() {
+    if (usesStdout.load(std::memory_order_relaxed)) {
+        std::fflush(stdout);
+    }
+    if (usesStderr.load(std::memory_order_relaxed)) {
+        std::fflush(stderr);
     }
 }
 

@@ -11,6 +11,7 @@
 #include "tarqlog/file.h"
 #include "tarqlog/scoped_lock.h"
 
+#include "fork_list.h"
 #include "record_text.h"
 
 namespace tarqlog {
@@ -60,6 +61,9 @@ struct FileAppender::Private {
     bool Write(std::string const& header, LogRecord const& record);
     bool WriteBuffer();
 
+    /// What is in the buffer is the parent's to write.
+    void BeginAnew() { Empty(); }
+
     FileAppender& owner;
     std::string const filename;
     long long const sizeLimit;  // in bytes; 0: none
@@ -68,6 +72,9 @@ struct FileAppender::Private {
     int recordsSinceOpen = 0;  // those in the buffer, too
     File file;
     std::string buffer;
+    // Where each record in it ends. There are never more than the file is kept open for.
+    std::array<unsigned short, kReopenPeriod> ends{};
+    ForkHeir heir{*this};
 
 private:
     bool IsBuffering() const { return bufferedRecords > 1; }
@@ -76,9 +83,7 @@ private:
     bool WriteLine(std::string const& header, LogRecord const& record);
     int WriteBytes(std::string_view bytes);
     bool WriteAll(std::string_view bytes);
-
-    // Where each record in the buffer ends. There are never more than the file is kept open for.
-    std::array<unsigned short, kReopenPeriod> ends{};
+    void Empty();
 };
 
 /// Writes the record, or puts it into the buffer. False when bytes were lost; the buffer is empty
@@ -107,8 +112,7 @@ bool FileAppender::Private::WriteBuffer() {
                            static_cast<unsigned long long>(lost));
         }
         written = !file.IsOpen() || lost == 0;
-        buffer.clear();
-        recordsInBuffer = 0;
+        Empty();
     }
     return written;
 }
@@ -144,6 +148,11 @@ int FileAppender::Private::WriteBytes(std::string_view bytes) {
 
 bool FileAppender::Private::WriteAll(std::string_view bytes) {
     return WriteBytes(bytes) >= static_cast<int>(bytes.size());
+}
+
+void FileAppender::Private::Empty() {
+    buffer.clear();
+    recordsInBuffer = 0;
 }
 
 FileAppender::FileAppender(std::string const& filename, long long limitKiB, int bufferedRecords,

@@ -1,5 +1,7 @@
 #include "tarqlog/logcore.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstddef>
 
@@ -13,6 +15,9 @@
 #include "tarqlog/thread_shared_mutex.h"
 
 #include "config_generation.h"
+#include "console_flush.h"
+#include "fork_list.h"
+#include "held_locks.h"
 #include "loghierarchy.h"
 #include "writer_gate.h"
 
@@ -39,6 +44,9 @@ public:
     unsigned int GetConfigGeneration() const { return generation_.Get(); }
     unsigned long long GetStaleRecords() const { return stale_.load(std::memory_order_relaxed); }
     void StepAside() { gate_.StepAside(); }
+    void Pause();
+    void GoOn();
+    void GoOnInChild();
 
 private:
     void Register(std::set<FilterRule>& rules, std::set<FilterRule>& registered)
@@ -78,10 +86,35 @@ public:
 
 LogCore* LogCoreHolder::coreInstance = nullptr;
 
-/// Makes the core when the library is loaded, and at exit closes what the sinks hold open.
+// A thread that forks from within a delivery cannot wait for its end: nothing is paused, and the
+// child has to do without the library.
+thread_local bool isPaused = false;
+
+}  // namespace
+
+/// Keeps the process-wide core still while the process forks: nothing is being delivered, collected
+/// or changed. In the child, where the locks of other threads would be held for ever, it makes all
+/// locks of the library anew.
+class ForkPause {
+public:
+    static void Begin();
+    static void End();
+    static void EndInChild();
+
+private:
+    static LogCoreImpl& Core() { return *LogCore::Get()->impl_; }
+};
+
+namespace {
+
+/// Makes the core when the library is loaded, pauses it while the process forks, and at exit closes
+/// what the sinks hold open.
 class LogCoreInitializer {
 public:
-    explicit LogCoreInitializer(LogCore* core) : core_(core) {}
+    explicit LogCoreInitializer(LogCore* core) : core_(core) {
+        // First of all as well, so that what other handlers log before and after is delivered.
+        ::pthread_atfork(&ForkPause::Begin, &ForkPause::End, &ForkPause::EndInChild);
+    }
     ~LogCoreInitializer() { core_->RemoveAllSinks(); }
 
     LogCoreInitializer(LogCoreInitializer const&) = delete;
@@ -139,6 +172,52 @@ void LogCoreImpl::RemoveAllSinks() {
     hierarchy_ = LogHierarchy();
     ReleaseSinks();
     generation_.Advance();
+}
+
+/// Waits as a writer does, and keeps the others waiting.
+void LogCoreImpl::Pause() TARQLOG_NO_THREAD_SAFETY_ANALYSIS {
+    gate_.Enter();
+    mutex_.Lock();
+}
+
+void LogCoreImpl::GoOn() TARQLOG_NO_THREAD_SAFETY_ANALYSIS {
+    mutex_.Unlock();
+    gate_.Leave();
+}
+
+/// After all locks were made anew.
+void LogCoreImpl::GoOnInChild() {
+    ForkList::Disown(mutex_.NativeHandle());
+    threads::HeldLocks() = 0;  // mutex_ was this thread's only one
+}
+
+void ForkPause::Begin() {
+    if (threads::HeldLocks() != 0) {
+        return;
+    }
+    int cancelState = 0;  // a thread cancelled in here would leave all others waiting
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
+    Core().Pause();
+    FlushConsole();
+    ::pthread_setcancelstate(cancelState, &cancelState);
+    ForkList::Lock();
+    isPaused = true;
+}
+
+void ForkPause::End() {
+    if (isPaused) {
+        isPaused = false;
+        ForkList::Unlock();
+        Core().GoOn();
+    }
+}
+
+void ForkPause::EndInChild() {
+    if (isPaused) {
+        isPaused = false;
+        ForkList::BeginAnew();
+        Core().GoOnInChild();
+    }
 }
 
 void LogCoreImpl::ReleaseSinks() {

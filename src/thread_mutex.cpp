@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include "fork_list.h"
 #include "held_locks.h"
 
 namespace tarqlog::threads {
@@ -9,19 +10,22 @@ namespace tarqlog::threads {
 // What the system answers to the attribute calls and to locking is ignored; the count of held locks
 // alone asks whether it agreed.
 struct ThreadMutex::Private {
-    Private() {
+    Private() { BeginAnew(); }
+    ~Private() { ::pthread_mutex_destroy(&mutex); }
+
+    Private(Private const&) = delete;
+    Private& operator=(Private const&) = delete;
+
+    void BeginAnew() {
         pthread_mutexattr_t attributes;
         ::pthread_mutexattr_init(&attributes);
         ::pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
         ::pthread_mutex_init(&mutex, &attributes);
         ::pthread_mutexattr_destroy(&attributes);
     }
-    ~Private() { ::pthread_mutex_destroy(&mutex); }
-
-    Private(Private const&) = delete;
-    Private& operator=(Private const&) = delete;
 
     pthread_mutex_t mutex;
+    ForkHeir heir{*this};
 };
 
 ThreadMutex::ThreadMutex() : impl_(new Private) {}

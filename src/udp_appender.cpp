@@ -5,6 +5,7 @@
 #include "tarqlog/accounting.h"
 #include "tarqlog/udpsender.h"
 
+#include "fork_list.h"
 #include "record_text.h"
 
 namespace tarqlog {
@@ -13,6 +14,9 @@ struct UdpAppender::Private {
     std::string const host;
     unsigned short const port;
     UdpSender sender;  // guarded by Mutex(), which Append() holds
+    ForkHeir heir{*this};
+
+    void BeginAnew() { sender.Close(); }  // the socket is the parent's
 };
 
 UdpAppender::UdpAppender(std::string const& host, unsigned short port)

@@ -4,7 +4,9 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <new>
 
+#include "fork_list.h"
 #include "held_locks.h"
 
 namespace tarqlog {
@@ -27,6 +29,30 @@ public:
         WaitForWriters(lock, done_ + pending_.load(std::memory_order_relaxed));
     }
 
+    /// Announces a writer and waits until those before it are done, unless this thread holds a lock
+    /// of the library. For a way through that is no scope, and only where the thread cannot be
+    /// cancelled.
+    void Enter() {
+        unsigned long long const before = Announce();
+        AwaitTurn(before);
+    }
+
+    /// Ends what Enter() began.
+    void Leave() {
+        std::lock_guard<std::mutex> const lock(mutex_);
+        pending_.fetch_sub(1, std::memory_order_relaxed);
+        ++done_;
+        changed_.notify_all();
+    }
+
+    /// In the child of a fork, where nobody of those who were in the gate is.
+    void BeginAnew() {
+        new (&mutex_) std::mutex;
+        new (&changed_) std::condition_variable;  // destroying the old one might wait
+        pending_.store(0, std::memory_order_relaxed);
+        done_ = 0;
+    }
+
     /// A writer's way through: announced from construction to destruction, and constructed when the
     /// writers before it are done, unless this thread holds a lock of the library.
     class Passage {
@@ -34,18 +60,10 @@ public:
         explicit Passage(WriterGate& gate) : Passage(gate, gate.Announce()) {
             // Announced by now: should the wait be left by an exception or by the thread's
             // cancellation, the destructor takes the announcement back.
-            if (threads::HeldLocks() == 0) {
-                std::unique_lock<std::mutex> lock(gate_.mutex_);
-                gate_.WaitForWriters(lock, before_);
-            }
+            gate_.AwaitTurn(before_);
         }
 
-        ~Passage() {
-            std::lock_guard<std::mutex> const lock(gate_.mutex_);
-            gate_.pending_.fetch_sub(1, std::memory_order_relaxed);
-            ++gate_.done_;
-            gate_.changed_.notify_all();
-        }
+        ~Passage() { gate_.Leave(); }
 
         Passage(Passage const&) = delete;
         Passage& operator=(Passage const&) = delete;
@@ -64,6 +82,14 @@ private:
         return done_ + pending_.fetch_add(1, std::memory_order_relaxed);
     }
 
+    /// Waits for the first `before` writers.
+    void AwaitTurn(unsigned long long before) {
+        if (threads::HeldLocks() == 0) {
+            std::unique_lock<std::mutex> lock(mutex_);
+            WaitForWriters(lock, before);
+        }
+    }
+
     void WaitForWriters(std::unique_lock<std::mutex>& lock, unsigned long long count) {
         changed_.wait(lock, [&] { return done_ >= count; });
     }
@@ -72,6 +98,7 @@ private:
     std::condition_variable changed_;       // a writer is done
     std::atomic<unsigned int> pending_{0};  // announced and not done; written under mutex_
     unsigned long long done_ = 0;           // guarded by mutex_
+    ForkHeir heir_{*this};
 };
 
 }  // namespace tarqlog

@@ -205,7 +205,7 @@ TEST_F(FormatStatementTest, AllocatesNothingButTheRecordsText) {
 
 // tarqlog/log.h names these two.
 constexpr std::size_t kStackBytes = 3072;
-constexpr std::size_t kFloatStackBytes = 8192;
+constexpr std::size_t kFloatStackBytes = 12288;
 
 TEST_F(FormatStatementTest, RunsOnASmallStackAndTakesNoMoreOfItThanStated) {
     AddNotingSink(kInfo);

@@ -20,7 +20,8 @@ std::string TextsOf(std::string const& log) {
     return texts;
 }
 
-/// The program is linked with the shared library, or holds the static one.
+/// The program is linked with the shared library, or holds the static one, behind its own objects
+/// or before them.
 class LifetimeTest : public testing::TestWithParam<const char*> {};
 
 TEST_P(LifetimeTest, StaticConstructorsAndDestructorsOfOthersLog) {
@@ -41,7 +42,18 @@ TEST_P(LifetimeTest, WhoOutlivesTheSinksMayAddOneAndLogAgain) {
     ChildResult const result = RunProgram(GetParam(), {"last-words"});
 
     EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(TextsOf(result.errors), "constructed\ndestroyed\nlast words\n");
+    // Where the library comes first, its sinks stay to the last.
+    std::string const lastWords = GetParam() == std::string(TARQLOG_LIFETIME_STATIC_FIRST)
+                                      ? "the sinks are still there"
+                                      : "last words";
+    EXPECT_EQ(TextsOf(result.errors), "constructed\ndestroyed\n" + lastWords + "\n");
+}
+
+TEST_P(LifetimeTest, ChildOfAForkLogsAndExits) {
+    ChildResult const result = RunProgram(GetParam(), {"fork"});
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(TextsOf(result.errors), "constructed\nof the child\ndestroyed\ndestroyed\n");
 }
 
 TEST_P(LifetimeTest, ThreadsThatOutliveMainNeitherCrashNorHangTheExit) {
@@ -55,11 +67,15 @@ TEST_P(LifetimeTest, ThreadsThatOutliveMainNeitherCrashNorHangTheExit) {
 }
 
 std::string Name(testing::TestParamInfo<const char*> const& info) {
-    return std::string(info.param) == TARQLOG_LIFETIME_SHARED ? "Shared" : "Static";
+    return std::string(info.param) == TARQLOG_LIFETIME_SHARED   ? "Shared"
+           : std::string(info.param) == TARQLOG_LIFETIME_STATIC ? "Static"
+                                                                : "StaticFirst";
 }
 
 INSTANTIATE_TEST_SUITE_P(Linked, LifetimeTest,
-                         testing::Values(TARQLOG_LIFETIME_SHARED, TARQLOG_LIFETIME_STATIC), Name);
+                         testing::Values(TARQLOG_LIFETIME_SHARED, TARQLOG_LIFETIME_STATIC,
+                                         TARQLOG_LIFETIME_STATIC_FIRST),
+                         Name);
 
 }  // namespace
 }  // namespace tarqlog

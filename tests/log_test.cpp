@@ -485,8 +485,8 @@ TEST_F(LogStatementTest, AllocatesNothingButTheRecordsText) {
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 // tarqlog/log.h names these two.
-constexpr std::size_t kStackBytes = 2048;
-constexpr std::size_t kFloatStackBytes = 8192;
+constexpr std::size_t kStackBytes = 3072;
+constexpr std::size_t kFloatStackBytes = 12288;
 
 TEST_F(LogStatementTest, RunsOnASmallStackAndTakesNoMoreOfItThanStated) {
     LogCore::Get()->AddSink({FilterRule(kAllSeverities)},

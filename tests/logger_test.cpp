@@ -11,11 +11,13 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <deque>
 #include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -274,6 +276,25 @@ TEST(LoggerTest, RefusedLockPassesAndTheNextQuestionIsAnswered) {
     EXPECT_EQ(exclusiveLocks.Hits() + sharedLocks.Hits(), 2);
 
     std::thread([&] { EXPECT_TRUE(logger.HasSink(kInfo)); }).join();
+}
+
+TEST(LoggerTest, BesideManyOthersConstructionAllocatesNoMoreAndTakesNoMoreLocks) {
+    auto const costs = [] {
+        unsigned long const allocations = AllocationCount();
+        long const locks = mutexLocks.Calls();
+        Logger const logger("a.b");
+        return std::make_pair(AllocationCount() - allocations, mutexLocks.Calls() - locks);
+    };
+    auto const alone = costs();
+    ASSERT_GT(alone.first, 0U) << "the count does not count";
+    ASSERT_GT(alone.second, 0) << "the count does not count";
+
+    std::deque<Logger> others;
+    for (int i = 0; i < 100000; ++i) {
+        others.emplace_back("a.b");
+    }
+
+    EXPECT_EQ(costs(), alone);
 }
 
 TEST(LoggerTest, QuestionOnAnUnchangedConfigurationTakesNoLockAndAllocatesNothing) {

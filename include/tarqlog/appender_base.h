@@ -103,7 +103,8 @@ public:
 
     /// The lock under which records are written: recursive, held by Append(). While an application
     /// holds it, no other thread can write through this appender. Not to be held when the core is
-    /// configured.
+    /// configured, nor when the process forks: a child forked by who holds it cannot log, and one
+    /// forked by others finds what it guards as it was.
     threads::ThreadMutex& Mutex() const;
 
 protected:
@@ -111,8 +112,9 @@ protected:
     /// filled for this record; what it throws reaches the thread that pushed the record.
     ///
     /// It runs under the core's shared lock: it must not add or remove sinks, which exit() does
-    /// too, nor wait for a thread that logs or configures, nor take a lock that is elsewhere held
-    /// around a log statement. It may log: that record passes along the same road within this one,
+    /// too, nor wait for a thread that logs, configures or forks, nor take a lock that is elsewhere
+    /// held around a log statement or a fork(). A child that it forks may only call an exec
+    /// function or _exit(). It may log: that record passes along the same road within this one,
     /// through this appender too if it is routed there, and Header() is the inner record's from
     /// then on.
     virtual void DoAppend(LogRecord const& record) = 0;

@@ -11,11 +11,13 @@ namespace tarqlog {
 
 /// The lock under which every console appender of the process writes a line. An application that
 /// writes to the same streams may take it; it must not configure the core, nor call exit(), which
-/// removes the sinks, while it holds it.
+/// removes the sinks, nor fork a child that logs, while it holds it. Nor must it log while it holds
+/// a stream by flockfile().
 TARQLOG_API threads::ThreadMutex& GetGlobalStreamMutex();
 
 /// Writes each record as one line, full header first, to standard output or standard error. Nothing
-/// is flushed, and what cannot be written is lost without a word.
+/// is flushed, and what cannot be written is lost without a word. As the process forks, a stream
+/// that an appender was made for is flushed, so that its lines come out once.
 class TARQLOG_API ConsoleAppender : public AppenderBase {
 public:
     /// Any value but kStdout means standard error.

@@ -21,6 +21,9 @@ namespace tarqlog {
 /// that failed half-way leaves its first half in the file. In append mode several processes may
 /// write one file; lines stay whole where they leave through the buffer.
 ///
+/// The child of a fork begins with an empty buffer: what is in it is the parent's to write. Both
+/// write to one file then.
+///
 /// Close() is safe from any thread, and so is what AppenderBase has. The other public members take
 /// no lock: call them with Mutex() held, or while nobody logs.
 class TARQLOG_API FileAppender : public AppenderBase {

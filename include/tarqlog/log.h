@@ -32,10 +32,9 @@
 //   not, and nothing of them is evaluated. A severity known only at run time is compared at run
 //   time.
 //
-// Stack: beside the record's own road to its sinks a statement takes, on x86-64, no more than 2 KiB
-// for integers and strings (3 KiB with format.h) and 8 KiB for floating point, unless it is printed
-// in more than a few hundred digits; what user types take comes on top. Heap: the record's own
-// text, and nothing else.
+// Stack: beside the record's own road to its sinks a statement takes, on x86-64, no more than 3 KiB
+// for integers and strings and 12 KiB for floating point, unless it is printed in more than a few
+// hundred digits; what user types take comes on top. Heap: the record's own text, and nothing else.
 
 #include <atomic>
 #include <cstddef>

@@ -31,6 +31,13 @@ struct SinkRegistration {
 /// with an appender's mutex held, it would wait for itself. Threads that log step aside while a
 /// change waits. Each accepted change advances the configuration generation, by which loggers
 /// notice it. A lock that is refused throws log_utils::Error.
+///
+/// A fork() waits, as a change does, until the process-wide core is still; its child may log,
+/// change the configuration and exit. But a thread that holds a lock of the library, by being
+/// inside an appender or through Mutex(), GetGlobalStreamMutex() or a lock of namespace `threads`,
+/// does not wait: its child may only call an exec function or _exit(). What another thread is doing
+/// to an appender by itself then, with Mutex() held or in FileAppender::Close(), remains half done
+/// in the child, and a core apart is not waited for.
 class TARQLOG_API LogCore {
 public:
     /// A core apart from the process-wide one; no logger uses it.
@@ -83,6 +90,7 @@ public:
 
 private:
     friend class LoggerImpl;
+    friend class ForkPause;
     friend TARQLOG_API unsigned long long GetStaleRecords(LogCore const& core);
 
     struct TARQLOG_HIDDEN Private;

@@ -11,7 +11,8 @@ namespace threads {
 
 /// A recursive mutex: the thread that holds it may take it again and releases it as often. What the
 /// system refuses is ignored, but by TryLock(). A thread that logs while it holds one does not make
-/// way for a change of the configuration.
+/// way for a change of the configuration. In the child of a fork it is free, unless the thread that
+/// forked held a lock of the library.
 class TARQLOG_API TARQLOG_CAPABILITY("mutex") ThreadMutex {
 public:
     ThreadMutex();

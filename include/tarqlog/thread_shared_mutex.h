@@ -14,7 +14,8 @@ namespace threads {
 /// A reader/writer lock with the system's default attributes. Not recursive: a thread that holds it
 /// exclusively must not take it again in either mode, and one that holds it shared must not take it
 /// exclusively. A refused unlock aborts the process. A thread that logs while it holds one does not
-/// make way for a change of the configuration.
+/// make way for a change of the configuration. In the child of a fork it is free, unless the thread
+/// that forked held a lock of the library.
 class TARQLOG_API TARQLOG_CAPABILITY("shared mutex") SharedMutex {
 public:
     /// @throws log_utils::Error when the system refuses

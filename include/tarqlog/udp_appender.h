@@ -17,7 +17,7 @@ namespace tarqlog {
 /// that can be reached, the system refuses about every second record; lines are lost from the
 /// moment the listener stops, and the first after its return may be. A record of more than 65507
 /// bytes with its header and line feed is never sent. While the socket's send buffer is full,
-/// Append() waits.
+/// Append() waits. The child of a fork makes a socket of its own.
 class TARQLOG_API UdpAppender : public AppenderBase {
 public:
     /// Checks nothing: with what UdpSender::Create() refuses, every record is lost.

@@ -5,6 +5,7 @@
 
 #include "tarqlog/error.h"
 
+#include "fork_list.h"
 #include "held_locks.h"
 
 namespace tarqlog::threads {
@@ -36,7 +37,10 @@ struct SharedMutex::Private {
     Private(Private const&) = delete;
     Private& operator=(Private const&) = delete;
 
+    void BeginAnew() { ::pthread_rwlock_init(&rwlock, nullptr); }
+
     pthread_rwlock_t rwlock;
+    ForkHeir heir{*this};
 };
 
 SharedMutex::SharedMutex() : impl_(new Private) {}

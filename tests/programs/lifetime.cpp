@@ -1,4 +1,7 @@
-// Logs before main(), after it, and from threads that outlive it.
+// Logs before main(), after it, from threads that outlive it, and from the child of a fork.
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -55,6 +58,17 @@ void LeaveThreadsBehind() {
     }
 }
 
+/// The child leaves main() as well.
+int LogInAChild() {
+    pid_t const child = ::fork();
+    if (child == 0) {
+        Say("of the child");
+        return 0;
+    }
+    int status = -1;
+    return ::waitpid(child, &status, 0) == child && status == 0 ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int, char* arguments[]) {
@@ -65,6 +79,8 @@ int main(int, char* arguments[]) {
         SetLastWords(LogLastWords);
     } else if (scenario == "threads") {
         LeaveThreadsBehind();
+    } else if (scenario == "fork") {
+        return LogInAChild();
     }
     return 0;
 }

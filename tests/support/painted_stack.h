@@ -65,18 +65,14 @@ constexpr std::size_t kSmallStack = 32768;
 inline std::size_t StackUsedBesideTheRoad(Logger& logger,
                                           std::function<void(Logger& logger)> const& log) {
     auto const used = [&](std::function<void(Logger & logger)> const& body) {
-        return StackUsedBy(
-            [&] {
-                body(logger);
-                body(logger);  // the first one resolves symbols
-            },
-            kSmallStack);
+        body(logger);  // the first one resolves symbols
+        return StackUsedBy([&] { body(logger); }, kSmallStack);
     };
-    std::size_t const road = used([](Logger& logger) {
-        if (logger.HasSink(kInfo)) {
+    std::size_t const road = used([](Logger& sameLogger) {
+        if (sameLogger.HasSink(kInfo)) {
             LogRecord record(kInfo);
             record.WriteData("x", 1);
-            logger.PushRecord(record);
+            sameLogger.PushRecord(record);
         }
     });
     EXPECT_GT(road, 0U);
