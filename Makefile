@@ -19,7 +19,7 @@ FLAGS = -DCMAKE_CXX_FLAGS="$$CPPFLAGS $$CXXFLAGS" \
 	-DCMAKE_EXE_LINKER_FLAGS="$$LDFLAGS" -DCMAKE_SHARED_LINKER_FLAGS="$$LDFLAGS"
 set_up = $(if $(filter no,$(SETUP)),,@scripts/setup $(1))
 
-.PHONY: help setup build demo test soak storms forks check install slips clean
+.PHONY: help setup build demo test soak storms forks faults check install slips clean
 
 help: ## print this
 	@echo 'make TARGET [SETUP=no] [CXXFLAGS=...] [CPPFLAGS=...] [LDFLAGS=...]'
@@ -60,6 +60,11 @@ forks: ## fork beside threads that log and configure, and check each child and l
 	cmake --preset release $(FLAGS)
 	cmake --build --preset release --target forks
 	build/release/tests/forks "$$FORKS"
+
+faults: ## do to us and to other libraries what goes wrong, and count the lines (ROW=disk)
+	$(call set_up,faults)
+	cmake --preset release $(FLAGS)
+	scripts/faults $(ROW)
 
 check: ## hold the tree to what no test sees; scripts/gates has each gate (GATE=format, ...)
 	$(call set_up,ci)
