@@ -25,6 +25,9 @@ struct Board {
     std::atomic<long> hung;                   // children
     std::atomic<long> died;                   // children
     std::atomic<long> returned[kMaxThreads];  // lines for which a thread's log call has returned
+    std::atomic<long> isAccounted;            // the library has told what it has counted itself:
+    std::atomic<long> accounted;              // lines
+    std::atomic<long> accountedLost;          // those of them that are lost
     std::atomic<long> due[kMaxThreads];       // the same as the writer called exit()
 };
 static_assert(std::atomic<long>::is_always_lock_free);

@@ -287,6 +287,12 @@ void CountHit() {
     ++(*board)->hits;
 }
 
+void TellAccount(unsigned long long lines, unsigned long long lost) {
+    (*board)->accounted = static_cast<long>(lines);
+    (*board)->accountedLost = static_cast<long>(lost);
+    (*board)->isAccounted = 1;
+}
+
 }  // namespace tarqlog::faults
 
 int main(int count, char** arguments) {

@@ -49,6 +49,10 @@ struct Cannot : std::runtime_error {
 /// Counts a strike of a fault that the writer makes itself.
 void CountHit();
 
+/// Tells what the library itself has counted, if it counts.
+/// @param lines  all that it was given
+void TellAccount(unsigned long long lines, unsigned long long lost);
+
 // What a library brings:
 
 Description Describe();

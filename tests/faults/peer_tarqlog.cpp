@@ -2,6 +2,7 @@
 #include <vector>
 
 #include <boost/make_shared.hpp>
+#include <boost/weak_ptr.hpp>
 
 #include "tarqlog/tarqlog.h"
 
@@ -50,6 +51,11 @@ boost::shared_ptr<LogSink>& TheSink() {
     return sink;
 }
 
+boost::weak_ptr<AppenderBase>& TheAppender() {
+    static boost::weak_ptr<AppenderBase>& appender = *new boost::weak_ptr<AppenderBase>();
+    return appender;
+}
+
 }  // namespace
 
 Description Describe() {
@@ -59,7 +65,9 @@ Description Describe() {
 }
 
 void Open(Settings const& settings) {
-    TheSink()->AddAppender(MakeAppender(settings));
+    boost::shared_ptr<AppenderBase> const appender = MakeAppender(settings);
+    TheAppender() = appender;
+    TheSink()->AddAppender(appender);
     if (settings.thrower) {
         TheSink()->AddAppender(boost::make_shared<Thrower>());
     }
@@ -94,6 +102,15 @@ void Reconfigure(int change) {
     }
 }
 
-void Close() {}
+/// Nothing needs closing; what the buffer holds is written out so that it is accounted for.
+void Close() {
+    boost::shared_ptr<AppenderBase> const appender = TheAppender().lock();
+    if (auto const file = boost::dynamic_pointer_cast<FileAppender>(appender)) {
+        file->Close();
+    }
+    Account const account = GetAccount(*appender);
+    unsigned long long const stale = GetStaleRecords(*LogCore::Get());
+    TellAccount(account.Appended() + stale, account.Lost() + stale);
+}
 
 }  // namespace tarqlog::faults

@@ -24,6 +24,7 @@
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <numeric>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -82,6 +83,7 @@ Outcome Account(Scene const& scene, std::vector<Writer*> const& writers, int exp
                 std::string const& directory = {}, std::string const* header = nullptr) {
     Outcome outcome;
     std::vector<long> due(kMaxThreads);
+    outcome.isAccounted = true;
     for (Writer* const writer : writers) {
         Ending const ending = writer->AwaitEnd();
         Board const& board = writer->TheBoard();
@@ -98,10 +100,14 @@ Outcome Account(Scene const& scene, std::vector<Writer*> const& writers, int exp
         for (std::size_t i = 0; i < kMaxThreads; ++i) {
             due[i] += board.isExiting != 0 ? board.due[i] : board.returned[i];
         }
+        outcome.isAccounted = outcome.isAccounted && board.isAccounted != 0;
+        outcome.accounted += board.accounted;
+        outcome.accountedLost += board.accountedLost;
         outcome.hits += board.hits;
         outcome.childrenHung += board.hung;
         outcome.childrenDied += board.died;
     }
+    outcome.logged = std::accumulate(due.begin(), due.end(), 0L);
     Judge judge(header != nullptr ? *header : scene.ThePeer().header, scene.ThePeer().preamble);
     for (std::string const& content : kept) {
         judge.Read(content);
@@ -454,6 +460,7 @@ Outcome Throw(Scene const& scene) {
 Outcome OddTextsOf(Scene const& scene) {
     Outcome outcome = RunThrough(scene, {"task=texts"});
     outcome.verdict = {};
+    outcome.logged = static_cast<long>(OddTexts().size());
     std::string content;
     for (std::string const& file : LogFiles(scene.Directory())) {
         content += ReadWholeFile(file);
@@ -655,8 +662,20 @@ std::string Alive(Outcome const& outcome) {
            Above("reordered", outcome.verdict.reordered, 0);
 }
 
+/// What the library says of its own losses is true, where it comes to saying so.
+std::string Accounted(Outcome const& outcome) {
+    bool const isTrue =
+        outcome.accounted == outcome.logged && outcome.accountedLost == outcome.verdict.lost;
+    return !outcome.isAccounted || isTrue
+               ? ""
+               : "accounts for " + std::to_string(outcome.accounted) + " of " +
+                     std::to_string(outcome.logged) + " and has counted " +
+                     std::to_string(outcome.accountedLost) + " lost instead of " +
+                     std::to_string(outcome.verdict.lost) + "; ";
+}
+
 std::string Whole(Outcome const& outcome) {
-    return Alive(outcome) + Above("lost", outcome.verdict.lost, 0) +
+    return Alive(outcome) + Accounted(outcome) + Above("lost", outcome.verdict.lost, 0) +
            Above("torn", outcome.verdict.torn, 0);
 }
 
@@ -678,11 +697,13 @@ std::string WholeButForTheBuffer(Outcome const& outcome) {
 }
 
 std::string WholeOutside(Outcome const& outcome) {
-    return Alive(outcome) + Above("lost outside", outcome.verdict.lostOutside, 0);
+    return Alive(outcome) + Accounted(outcome) +
+           Above("lost outside", outcome.verdict.lostOutside, 0);
 }
 
 std::string WholeOutsideButForTheBuffer(Outcome const& outcome) {
-    return Alive(outcome) + Above("lost outside", outcome.verdict.lostOutside, 99);
+    return Alive(outcome) + Accounted(outcome) +
+           Above("lost outside", outcome.verdict.lostOutside, 99);
 }
 
 /// The one with which the loss of the receiver is noticed, or its return.
@@ -697,12 +718,12 @@ std::string Below64Lost(Outcome const& outcome) {
 
 /// The record that the fault strikes.
 std::string OneLost(Outcome const& outcome) {
-    return Alive(outcome) + Above("lost", outcome.verdict.lost, 1) +
+    return Alive(outcome) + Accounted(outcome) + Above("lost", outcome.verdict.lost, 1) +
            Above("torn", outcome.verdict.torn, 1);
 }
 
 std::string OneOfEachThreadLostAtEachChange(Outcome const& outcome) {
-    return Alive(outcome) +
+    return Alive(outcome) + Accounted(outcome) +
            Above("lost of one thread", outcome.verdict.lostOfOneThread, outcome.hits) +
            Above("torn", outcome.verdict.torn, 0);
 }

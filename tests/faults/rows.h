@@ -30,6 +30,10 @@ struct Outcome {
     long childrenHung = 0;
     long childrenDied = 0;
     long hits = 0;
+    long logged = 0;     // log calls that have returned
+    long accounted = 0;  // lines, as the library itself has counted
+    long accountedLost = 0;
+    bool isAccounted = false;
     std::string cannot;  // why the library could not take part
 };
 
