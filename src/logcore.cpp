@@ -59,7 +59,7 @@ private:
     ConfigGeneration generation_;  // written under mutex_, read without it
     WriterGate gate_;              // before mutex_, for readers and writers alike
 
-    std::atomic<unsigned long long> stale_{0};  // records dropped
+    std::atomic<unsigned long long> stale_{0};  // records that reached no sink
 
     // Those of each sink, for who asks. Records pass by what stands above.
     std::vector<std::set<FilterRule>> rules_ TARQLOG_GUARDED_BY(mutex_);
@@ -231,15 +231,18 @@ void LogCoreImpl::ReleaseSinks() {
 void LogCoreImpl::PushRecord(unsigned int generation, std::vector<SinkEntry> const& sinks,
                              LogRecord const& record) {
     threads::ScopedSharedLock const lock(mutex_);
-    if (generation != generation_.Get()) {
-        // The list is another configuration's, and so is the record: it is dropped.
-        stale_.fetch_add(1, std::memory_order_relaxed);
-        return;
-    }
-    for (SinkEntry const& entry : sinks) {
-        if ((entry.second & record.GetSeverity()) != 0) {
-            sinks_[entry.first]->Consume(record);
+    bool isDelivered = false;
+    // Otherwise the list is another configuration's, and so is the record: it is dropped.
+    if (generation == generation_.Get()) {
+        for (SinkEntry const& entry : sinks) {
+            if ((entry.second & record.GetSeverity()) != 0) {
+                isDelivered = true;
+                sinks_[entry.first]->Consume(record);
+            }
         }
+    }
+    if (!isDelivered) {
+        stale_.fetch_add(1, std::memory_order_relaxed);
     }
 }
 

@@ -390,5 +390,43 @@ TEST(StaleRecordsTest, PushUnderAnEarlierConfigurationIsCounted) {
     EXPECT_EQ(GetAccount(*appender).written, 1U);
 }
 
+TEST(StaleRecordsTest, PushThroughAListThatAnotherThreadHasRefreshedIsCounted) {
+    LogCore& core = *LogCore::Get();
+    core.AddSink(RootRule(kInfo), AnySink());
+    Logger logger("core");
+    ASSERT_TRUE(logger.HasSink(kInfo));
+    LogRecord record(kInfo);
+    record.WriteData("a text", 6);
+    core.RemoveAllSinks();
+    std::thread([&] { EXPECT_FALSE(logger.HasSink(kInfo)); }).join();
+
+    logger.PushRecord(record);
+
+    EXPECT_EQ(GetStaleRecords(core), 1U);
+}
+
+TEST(StaleRecordsTest, RecordOfASeverityThatNoSinkTakesIsCounted) {
+    LogCore core;
+    std::vector<SinkEntry> sinks;
+    core.AddSink(RootRule(kInfo), AnySink());
+    unsigned int const generation = core.CollectSinks(sinks, {});
+
+    core.PushRecord(generation, sinks, TaggedRecord(kInfo | kError, "a text"));
+    EXPECT_EQ(GetStaleRecords(core), 0U);
+    core.PushRecord(generation, sinks, TaggedRecord(kError, "a text"));
+    EXPECT_EQ(GetStaleRecords(core), 1U);
+}
+
+TEST(StaleRecordsTest, RecordThatAnAppenderThrowsAtHasReachedItsSink) {
+    LogCore core;
+    std::vector<SinkEntry> sinks;
+    core.AddSink(RootRule(kInfo), SinkOf(boost::make_shared<ObedientAppender>()));
+    unsigned int const generation = core.CollectSinks(sinks, {});
+
+    EXPECT_THROW(core.PushRecord(generation, sinks, TaggedRecord(kInfo, "throw")),
+                 std::runtime_error);
+    EXPECT_EQ(GetStaleRecords(core), 0U);
+}
+
 }  // namespace
 }  // namespace tarqlog

@@ -38,9 +38,9 @@ struct Account {
 /// may be older than another. In the child of a fork the parent's counts go on.
 TARQLOG_API Account GetAccount(AppenderBase const& appender);
 
-/// How many pushes `core` has dropped because the configuration had changed since their logger
-/// asked for its sinks: at most one for each thread and change. Safe from any thread, takes no
-/// lock.
+/// How many records pushed to `core` have reached no sink. Where each push follows a HasSink() that
+/// was true, these are the ones that met a change of the configuration: at most one for each thread
+/// and change. Safe from any thread, takes no lock.
 TARQLOG_API unsigned long long GetStaleRecords(LogCore const& core);
 
 }  // namespace tarqlog
