@@ -106,7 +106,10 @@ protected:
 };
 
 TEST_F(StalledReaderTest, ExitComesThroughWhenTheReaderReadsAndTearsNoLine) {
-    Stall([](std::thread&) { std::exit(3); });
+    Stall([](std::thread& logging) {
+        logging.detach();
+        std::exit(3);
+    });
     EXPECT_GT(Drain(), 0);
     int const status = Await();
     EXPECT_TRUE(WIFEXITED(status));
@@ -142,7 +145,8 @@ TEST_F(StalledReaderTest, UnderscoreExitWaitsForNobody) {
 #endif
 
 TEST_F(StalledReaderTest, SignalEndsAnExitThatWaits) {
-    Stall([](std::thread&) {
+    Stall([](std::thread& logging) {
+        logging.detach();
         ::alarm(1);  // its signal ends the process
         std::exit(0);
     });
