@@ -108,7 +108,7 @@ protected:
 TEST_F(StalledReaderTest, ExitComesThroughWhenTheReaderReadsAndTearsNoLine) {
     Stall([](std::thread& logging) {
         logging.detach();
-        std::exit(3);
+        std::exit(3);  // NOLINT(concurrency-mt-unsafe): beside a thread that logs, on purpose
     });
     EXPECT_GT(Drain(), 0);
     int const status = Await();
@@ -120,7 +120,7 @@ TEST_F(StalledReaderTest, ChangeComesThroughWhenTheReaderReadsAndLosesNoLineBefo
     Stall([](std::thread& logging) {
         LogCore::Get()->AddSink({FilterRule(kError)}, AnySink());
         logging.join();
-        std::exit(0);
+        std::exit(0);  // NOLINT(concurrency-mt-unsafe): no other thread is left
     });
     EXPECT_GE(Drain(), kLines - 1) << "one record may have met the change";
     EXPECT_EQ(Await(), 0);
@@ -147,8 +147,8 @@ TEST_F(StalledReaderTest, UnderscoreExitWaitsForNobody) {
 TEST_F(StalledReaderTest, SignalEndsAnExitThatWaits) {
     Stall([](std::thread& logging) {
         logging.detach();
-        ::alarm(1);  // its signal ends the process
-        std::exit(0);
+        ::alarm(1);    // its signal ends the process
+        std::exit(0);  // NOLINT(concurrency-mt-unsafe): as above
     });
     int const status = Await();
     EXPECT_TRUE(WIFSIGNALED(status));
