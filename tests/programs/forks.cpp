@@ -234,6 +234,9 @@ int Redirect(std::string const& path) {
 int Fork(int forks, TemporaryDirectory const& directory, std::string const& fault) {
     ListeningPort const port;
     Appenders const appenders(directory, port.Number());
+    appenders.Configure();
+    Logger logger("thread.0");
+    Log(logger, "0 0 of the parent");  // every log has a line, however soon the forks are over
     std::vector<std::thread> threads;
     for (int thread = 1; thread <= kThreads; ++thread) {
         threads.emplace_back(LogUntilTheEnd, thread);
