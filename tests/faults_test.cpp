@@ -3,10 +3,13 @@
 
 #include "faults/rows.h"
 
+#include <sched.h>
+
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "collectors/isolation.h"
 #include "support/child.h"
 
 namespace tarqlog::faults {
@@ -66,6 +69,10 @@ TEST(FaultsTest, WhatIsNoWriterIsRefused) {
 class RowTest : public testing::TestWithParam<Row> {};
 
 TEST_P(RowTest, IsAsWePromise) {
+    std::string const refusal = GetParam().mounts ? RefusalOfNamespaces(CLONE_NEWNS) : "";
+    if (!refusal.empty()) {
+        GTEST_SKIP() << refusal;
+    }
     Outcome const outcome = RunRow(GetParam(), AskPeer(TARQLOG_TARQLOG_WRITER), true);
     EXPECT_EQ(outcome.cannot, "");
     EXPECT_GT(outcome.hits, 0) << "the fault has not struck";

@@ -61,6 +61,7 @@ struct Row {
     Outcome (*run)(Scene const& scene);
     /// What we miss of the goal; empty when that is met.
     std::string (*miss)(Outcome const& outcome);
+    bool mounts = false;  // file systems of its own, which the kernel may refuse
 };
 
 inline void PrintTo(Row const& row, std::ostream* out) {
