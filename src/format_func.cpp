@@ -1,6 +1,8 @@
 #include "tarqlog/format_func.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <vector>
 
@@ -10,12 +12,28 @@
 #include "tarqlog/logsysinfo.h"
 
 #include "severity_index.h"
+#include "thread_data.h"
 
 namespace tarqlog {
 
 namespace {
 
 constexpr int kFieldBytes = 64;
+constexpr int kTimeBytes = 25;       // "[2023-11-14 22:13:20.123]", as nearly all are
+constexpr int kMillisecondsAt = 21;  // in it
+constexpr int kLongestIdBytes = 24;  // "[t:18446744073709551615]"
+
+/// The fields as this thread has last formatted them: most records share the second, and nearly all
+/// the thread id, with the one before.
+struct Remembered {
+    long seconds;
+    unsigned long threadId;
+    char time[kTimeBytes];  // of some millisecond
+    char id[kLongestIdBytes];
+    bool hasTime;
+    unsigned char idBytes;  // 0 when none is remembered
+};
+thread_local Remembered remembered TARQLOG_STATIC_TLS = {};
 
 const char* SeverityToString(Severity severity) {
     static const char* const kSeverityNames[kSeverityIndexCount] = {"T", "D", "I", "W",
@@ -23,52 +41,92 @@ const char* SeverityToString(Severity severity) {
     return kSeverityNames[SeverityIndex(severity)];
 }
 
-/// Appends what snprintf() made of a field, unless it failed or had to cut the field.
-void AppendField(std::string& header, char const (&field)[kFieldBytes], int result) {
+/// The length of the field that snprintf() made; 0, and so no field, when it failed or had to cut.
+int FieldLength(int result) {
     // Volatile, or the compiler would drop the test: it takes for granted that snprintf() never
     // fails and what lengths a format can give.
     int const volatile untrusted = result;
     int const length = untrusted;
-    if (length > 0 && length < kFieldBytes) {
-        header.append(field, static_cast<std::string::size_type>(length));
-    }
+    return length > 0 && length < kFieldBytes ? length : 0;
 }
 
-void AppendTime(std::string& header, long long timeMs) {
+int FormatTime(char* field, std::tm const& time, int milliseconds) {
+    return FieldLength(std::snprintf(field, kFieldBytes, "[%04d-%02d-%02d %02d:%02d:%02d.%03d]",
+                                     time.tm_year + 1900, time.tm_mon + 1, time.tm_mday,
+                                     time.tm_hour, time.tm_min, time.tm_sec, milliseconds));
+}
+
+/// Writes the field to `field`, where there is room for kFieldBytes. Returns its length.
+int WriteTime(char* field, long long timeMs) {
+    auto const seconds = static_cast<long>(timeMs / 1000);
+    int const milliseconds = static_cast<int>(timeMs % 1000);  // negative before 1970, printed so
+    Remembered& last = remembered;
+    if (last.hasTime && seconds == last.seconds && milliseconds >= 0) {
+        std::memcpy(field, last.time, kTimeBytes);
+        field[kMillisecondsAt] = static_cast<char>('0' + milliseconds / 100);
+        field[kMillisecondsAt + 1] = static_cast<char>('0' + milliseconds / 10 % 10);
+        field[kMillisecondsAt + 2] = static_cast<char>('0' + milliseconds % 10);
+        return kTimeBytes;
+    }
     std::tm time = {};  // what GmTime() cannot fill in reads as zero
-    LogSysInfo::GmTime(static_cast<long>(timeMs / 1000), &time);
-    char field[kFieldBytes];
-    int const length = std::snprintf(
-        field, sizeof field, "[%04d-%02d-%02d %02d:%02d:%02d.%03d]", time.tm_year + 1900,
-        time.tm_mon + 1, time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec,
-        static_cast<int>(timeMs % 1000));  // negative before 1970, and printed so
-    AppendField(header, field, length);
-}
-
-void AppendThreadId(std::string& header, unsigned long threadId) {
-    char field[kFieldBytes];
-    int const length = std::snprintf(field, sizeof field, "[t:%lu]", threadId);
-    AppendField(header, field, length);
-}
-
-void AppendTag(std::string& header, std::vector<std::string> const& parts) {
-    header += '(';
-    for (std::string const& part : parts) {
-        header += part;
-        header += '.';
+    bool const isKnown = LogSysInfo::GmTime(seconds, &time);
+    int const length = FormatTime(field, time, milliseconds);
+    if (isKnown && length == kTimeBytes) {
+        std::memcpy(last.time, field, kTimeBytes);
+        last.seconds = seconds;
+        last.hasTime = true;
     }
-    header.back() = ')';  // the last dot, or the opening bracket of an empty tag: "[t:7]):"
-    header += ':';
+    return length;
+}
+
+/// Likewise.
+int WriteThreadId(char* field, unsigned long threadId) {
+    Remembered& last = remembered;
+    if (last.idBytes > 0 && threadId == last.threadId) {
+        std::memcpy(field, last.id, kLongestIdBytes);
+        return last.idBytes;
+    }
+    int const length = FieldLength(std::snprintf(field, kFieldBytes, "[t:%lu]", threadId));
+    if (length <= kLongestIdBytes) {
+        std::memcpy(last.id, field, kLongestIdBytes);
+        last.threadId = threadId;
+        last.idBytes = static_cast<unsigned char>(length);
+    }
+    return length;
+}
+
+/// How many bytes WriteTag() writes.
+std::string::size_type TagBytes(std::vector<std::string> const& parts) {
+    std::string::size_type bytes = std::strlen("(:") + parts.size();
+    for (std::string const& part : parts) {
+        bytes += part.size();
+    }
+    return bytes;
+}
+
+void WriteTag(char* tag, std::vector<std::string> const& parts) {
+    *tag++ = '(';
+    for (std::string const& part : parts) {
+        tag = std::copy(part.begin(), part.end(), tag);
+        *tag++ = '.';
+    }
+    tag[-1] = ')';  // the last dot, or the opening bracket of an empty tag: "[t:7]):"
+    *tag = ':';
 }
 
 void FormatHeader(std::string& header, LogRecord const& record, bool full) {
+    char fields[2 + 2 * kFieldBytes];
+    char* end = fields;
     if (full) {
-        header += SeverityToString(record.GetSeverity())[0];
-        header += ' ';
-        AppendTime(header, record.GetTime());
+        *end++ = SeverityToString(record.GetSeverity())[0];
+        *end++ = ' ';
+        end += WriteTime(end, record.GetTime());
     }
-    AppendThreadId(header, record.GetThreadId());
-    AppendTag(header, record.GetTag());
+    end += WriteThreadId(end, record.GetThreadId());
+    std::vector<std::string> const& parts = record.GetTag();
+    std::string::size_type const begin = header.size();
+    header.resize(begin + static_cast<std::string::size_type>(end - fields) + TagBytes(parts));
+    WriteTag(std::copy(fields, end, &header[begin]), parts);
 }
 
 }  // namespace

@@ -19,6 +19,7 @@
 #include "fork_list.h"
 #include "held_locks.h"
 #include "loghierarchy.h"
+#include "thread_data.h"
 #include "writer_gate.h"
 
 #if defined(__linux__)
@@ -41,7 +42,7 @@ public:
     unsigned int CollectSinks(std::vector<SinkEntry>& sinks,
                               std::vector<std::string> const& tagParts);
     std::vector<SinkRegistration> GetSinks();
-    unsigned int GetConfigGeneration() const { return generation_.Get(); }
+    ConfigGeneration const& Generation() const { return generation_; }
     unsigned long long GetStaleRecords() const { return stale_.load(std::memory_order_relaxed); }
     void StepAside() { gate_.StepAside(); }
     void Pause();
@@ -88,7 +89,7 @@ LogCore* LogCoreHolder::coreInstance = nullptr;
 
 // A thread that forks from within a delivery cannot wait for its end: nothing is paused, and the
 // child has to do without the library.
-thread_local bool isPaused = false;
+thread_local bool isPaused TARQLOG_STATIC_TLS = false;
 
 }  // namespace
 
@@ -302,7 +303,11 @@ std::vector<SinkRegistration> LogCore::GetSinks() const {
 }
 
 unsigned int LogCore::GetConfigGeneration() const {
-    return impl_->GetConfigGeneration();
+    return impl_->Generation().Get();
+}
+
+ConfigGeneration const& LogCore::Generation() const {
+    return impl_->Generation();
 }
 
 void LogCore::StepAside() const {

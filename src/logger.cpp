@@ -11,6 +11,7 @@
 #include "tarqlog/sink_entry.h"
 #include "tarqlog/thread_shared_mutex.h"
 
+#include "config_generation.h"
 #include "split_to_parts.h"
 
 namespace tarqlog {
@@ -23,9 +24,14 @@ public:
     void PushRecord(LogRecord& record) const;
 
 private:
+    bool Wants(Severity severity) const {
+        return (severityMask_.load(std::memory_order_relaxed) & severity) != 0;
+    }
+    __attribute__((noinline)) bool HasSinkAnew(Severity severity);
     void UpdateCache();
 
     LogCore* const core_;
+    ConfigGeneration const& coreGeneration_;
     // Both are written under mutex_ and read without it: first the mask and then, releasing it, the
     // generation, so that who sees a generation sees its mask or a later one.
     std::atomic<unsigned int> generation_{0};
@@ -35,7 +41,8 @@ private:
     mutable threads::SharedMutex mutex_;
 };
 
-LoggerImpl::LoggerImpl(const char* tag, bool underscoreAsDot) : core_(LogCore::Get()) {
+LoggerImpl::LoggerImpl(const char* tag, bool underscoreAsDot)
+    : core_(LogCore::Get()), coreGeneration_(core_->Generation()) {
     std::string dotted(tag != nullptr ? tag : "");
     if (underscoreAsDot) {
         std::replace(dotted.begin(), dotted.end(), '_', '.');
@@ -44,10 +51,15 @@ LoggerImpl::LoggerImpl(const char* tag, bool underscoreAsDot) : core_(LogCore::G
 }
 
 bool LoggerImpl::HasSink(Severity severity) {
-    if (generation_.load(std::memory_order_acquire) != core_->GetConfigGeneration()) {
-        UpdateCache();
-    }
-    return (severityMask_.load(std::memory_order_relaxed) & severity) != 0;
+    // A call at the end alone: what is asked most has no stack frame to set up.
+    return generation_.load(std::memory_order_acquire) == coreGeneration_.Get()
+               ? Wants(severity)
+               : HasSinkAnew(severity);
+}
+
+bool LoggerImpl::HasSinkAnew(Severity severity) {
+    UpdateCache();
+    return Wants(severity);
 }
 
 void LoggerImpl::PushRecord(LogRecord& record) const {
@@ -61,7 +73,7 @@ void LoggerImpl::PushRecord(LogRecord& record) const {
 void LoggerImpl::UpdateCache() {
     core_->StepAside();
     threads::ScopedLock const lock(mutex_);
-    if (generation_.load(std::memory_order_relaxed) == core_->GetConfigGeneration()) {
+    if (generation_.load(std::memory_order_relaxed) == coreGeneration_.Get()) {
         return;  // another thread was here first
     }
     unsigned int const generation = core_->CollectSinks(sinks_, parts_);

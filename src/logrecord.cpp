@@ -1,5 +1,8 @@
 #include "tarqlog/logrecord.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "tarqlog/logsysinfo.h"
 
 namespace tarqlog {
@@ -25,7 +28,17 @@ LogRecord::LogRecord(LogRecord const& other) = default;
 LogRecord& LogRecord::operator=(LogRecord const& other) = default;
 
 void LogRecord::WriteData(const char* data, int size) {
-    data_.insert(data_.end(), data, data + size);
+    std::size_t const whole = data_.size() + static_cast<std::size_t>(size);
+    if (whole <= data_.capacity()) {
+        data_.insert(data_.end(), data, data + size);
+        return;
+    }
+    // One more, or the logger's NUL would make a text that just fits grow again.
+    std::vector<char> grown;
+    grown.reserve(std::max(whole + 1, 2 * data_.capacity()));
+    grown.insert(grown.end(), data_.begin(), data_.end());
+    grown.insert(grown.end(), data, data + size);  // which may lie in the old text
+    data_.swap(grown);
 }
 
 void LogRecord::Resize(unsigned long size) {

@@ -8,13 +8,15 @@
 #include <unistd.h>
 #endif
 
+#include "thread_data.h"
+
 namespace tarqlog {
 
 namespace {
 
 #if defined(__linux__)
 
-thread_local unsigned int threadId = 0;  // 0 until the thread has asked
+thread_local unsigned int threadId TARQLOG_STATIC_TLS = 0;  // 0 until the thread has asked
 
 void ForgetThreadId() {
     threadId = 0;

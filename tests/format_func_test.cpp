@@ -10,7 +10,9 @@
 #include <ctime>
 #include <random>
 #include <string>
+#include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -308,9 +310,28 @@ TEST_F(FormatFuncTest, RecordThatNoLoggerPushedStopsTheProcess) {
     }
 }
 
-// The two fields that snprintf() makes.
+// The two fields that snprintf() makes, for a thread that remembers none.
 
-TEST_F(FormatFuncTest, ArmedFaultStrikesTheFieldsInTheirOrder) {
+class FormatFuncFieldTest : public FormatFuncTest {
+protected:
+    static std::string FullHeader(Severity severity, std::vector<std::string> const& parts) {
+        return OnNewThread([&] { return FormatFuncTest::FullHeader(severity, parts); });
+    }
+
+    static std::string ShortHeader(std::vector<std::string> const& parts) {
+        return OnNewThread([&] { return FormatFuncTest::ShortHeader(parts); });
+    }
+
+private:
+    template <class Function>
+    static std::string OnNewThread(Function function) {
+        std::string result;
+        std::thread([&] { result = function(); }).join();
+        return result;
+    }
+};
+
+TEST_F(FormatFuncFieldTest, ArmedFaultStrikesTheFieldsInTheirOrder) {
     long const before = fieldFault.Calls();
     FullHeader(kInfo, {});
     ASSERT_EQ(fieldFault.Calls(), before + 2);
@@ -325,7 +346,7 @@ TEST_F(FormatFuncTest, ArmedFaultStrikesTheFieldsInTheirOrder) {
     EXPECT_EQ(StruckFields(), 2);
 }
 
-TEST_F(FormatFuncTest, FieldThatFailsOrIsCutIsLeftOut) {
+TEST_F(FormatFuncFieldTest, FieldThatFailsOrIsCutIsLeftOut) {
     for (int const answer : {-1, 0, 64, 65, INT_MIN, INT_MAX}) {
         SCOPED_TRACE(answer);
         fieldAnswer = answer;
@@ -339,7 +360,7 @@ TEST_F(FormatFuncTest, FieldThatFailsOrIsCutIsLeftOut) {
     EXPECT_EQ(StruckFields(), 18);
 }
 
-TEST_F(FormatFuncTest, FieldOf63CharactersIsTheLongestThatIsKept) {
+TEST_F(FormatFuncFieldTest, FieldOf63CharactersIsTheLongestThatIsKept) {
     fieldAnswer = 63;
     std::string const letters(63, 'x');
 
@@ -350,7 +371,7 @@ TEST_F(FormatFuncTest, FieldOf63CharactersIsTheLongestThatIsKept) {
     EXPECT_EQ(StruckFields(), 2);
 }
 
-TEST_F(FormatFuncTest, UntaggedHeaderWithoutThreadIdIsClosedAllTheSame) {
+TEST_F(FormatFuncFieldTest, UntaggedHeaderWithoutThreadIdIsClosedAllTheSame) {
     fieldAnswer = -1;
     fieldFault.StrikeAt(1);
 
@@ -358,13 +379,110 @@ TEST_F(FormatFuncTest, UntaggedHeaderWithoutThreadIdIsClosedAllTheSame) {
     EXPECT_EQ(StruckFields(), 1);
 }
 
-TEST_F(FormatFuncTest, TimeThatTheSystemCannotBreakDownIsShownAsZeroes) {
+TEST_F(FormatFuncFieldTest, TimeThatTheSystemCannotBreakDownIsShownAsZeroes) {
     FullHeader(kInfo, {"core"});  // leaves a date on the stack
     long const before = calendarFault.Hits();
     calendarFault.StrikeAt(1);
 
     EXPECT_EQ(FullHeader(kInfo, {"core"}), "I [1900-01-00 00:00:00.123][t:4242](core):");
     EXPECT_EQ(calendarFault.Hits(), before + 1);
+}
+
+// What a thread remembers of the header before.
+
+TEST_F(FormatFuncTest, RecordsOfOneSecondAndThreadAreFormattedOnce) {
+    long const before = fieldFault.Calls();
+    FullHeader(kInfo, {"core"});
+    ASSERT_EQ(fieldFault.Calls(), before + 2) << "the count does not count";
+
+    for (auto const& [ms, text] : {std::pair<int, std::string>{0, "000"},
+                                   {7, "007"},
+                                   {10, "010"},
+                                   {98, "098"},
+                                   {100, "100"},
+                                   {999, "999"}}) {
+        timeMs = 1700000000000 + ms;
+        EXPECT_EQ(FullHeader(kError, {"io"}), "E [2023-11-14 22:13:20." + text + "][t:4242](io):");
+    }
+    EXPECT_EQ(ShortHeader({}), "[t:4242]):");
+    EXPECT_EQ(fieldFault.Calls(), before + 2);
+}
+
+TEST_F(FormatFuncTest, AnotherSecondOrThreadIdIsFormattedAnew) {
+    FullHeader(kInfo, {"core"});
+    timeMs = 1700000001123;
+    EXPECT_EQ(FullHeader(kInfo, {"core"}), "I [2023-11-14 22:13:21.123][t:4242](core):");
+    timeMs = 1700000000123;
+    EXPECT_EQ(FullHeader(kInfo, {"core"}), "I [2023-11-14 22:13:20.123][t:4242](core):");
+    threadId = 43;
+    EXPECT_EQ(FullHeader(kInfo, {"core"}), "I [2023-11-14 22:13:20.123][t:43](core):");
+    threadId = 4242;
+    EXPECT_EQ(FullHeader(kInfo, {"core"}), "I [2023-11-14 22:13:20.123][t:4242](core):");
+}
+
+TEST_F(FormatFuncTest, SecondAroundTheEpochIsSharedByNegativeMilliseconds) {
+    EXPECT_EQ(TimeField(5), "[1970-01-01 00:00:00.005]");
+    EXPECT_EQ(TimeField(-5), "[1970-01-01 00:00:00.-05]");
+    EXPECT_EQ(TimeField(-999), "[1970-01-01 00:00:00.-999]");
+    EXPECT_EQ(TimeField(6), "[1970-01-01 00:00:00.006]");
+    EXPECT_EQ(TimeField(-1000), "[1969-12-31 23:59:59.000]");
+    EXPECT_EQ(TimeField(-1001), "[1969-12-31 23:59:59.-01]");
+    EXPECT_EQ(TimeField(-1000), "[1969-12-31 23:59:59.000]");
+}
+
+#if LONG_MAX > INT_MAX
+TEST_F(FormatFuncTest, SecondOfAYearOfFiveDigitsIsNotRemembered) {
+    FullHeader(kInfo, {});
+    constexpr long long kYear10000 = 253402300800000;
+    EXPECT_EQ(TimeField(kYear10000 + 1), "[10000-01-01 00:00:00.001]");
+    EXPECT_EQ(TimeField(kYear10000 + 23), "[10000-01-01 00:00:00.023]");
+    EXPECT_EQ(TimeField(1700000000456), "[2023-11-14 22:13:20.456]");
+}
+#endif
+
+TEST_F(FormatFuncTest, FieldThatFailedIsTriedAgain) {
+    FullHeader(kInfo, {});
+    timeMs += 1000;
+    threadId = 77;
+    fieldAnswer = -1;
+    fieldFault.StrikeAt(1);
+    EXPECT_EQ(FullHeader(kInfo, {}), "I [t:77]):");
+    EXPECT_EQ(FullHeader(kInfo, {}), "I [2023-11-14 22:13:21.123][t:77]):");
+
+    threadId = 78;
+    fieldFault.StrikeAt(1);
+    EXPECT_EQ(FullHeader(kInfo, {}), "I [2023-11-14 22:13:21.123]):");
+    EXPECT_EQ(FullHeader(kInfo, {}), "I [2023-11-14 22:13:21.123][t:78]):");
+    EXPECT_EQ(StruckFields(), 2);
+}
+
+TEST_F(FormatFuncTest, TimeThatCouldNotBeBrokenDownIsTriedAgain) {
+    calendarFault.StrikeAt(1);
+    EXPECT_EQ(FullHeader(kInfo, {}), "I [1900-01-00 00:00:00.123][t:4242]):");
+    EXPECT_EQ(FullHeader(kInfo, {}), "I [2023-11-14 22:13:20.123][t:4242]):");
+}
+
+TEST_F(FormatFuncTest, FieldThatIsTooLongToRememberIsMadeEachTime) {
+    threadId = 77;
+    fieldAnswer = 25;
+    std::string const letters(25, 'x');
+    fieldFault.StrikeAt(2);
+    EXPECT_EQ(FullHeader(kInfo, {}), "I [2023-11-14 22:13:20.123]" + letters + "):");
+    EXPECT_EQ(FullHeader(kInfo, {}), "I [2023-11-14 22:13:20.123][t:77]):");
+}
+
+TEST_F(FormatFuncTest, EachThreadRemembersItsOwn) {
+    FullHeader(kInfo, {});
+    std::thread([] {
+        threadId = 5;
+        timeMs = 1000;
+        EXPECT_EQ(FullHeader(kInfo, {}), "I [1970-01-01 00:00:01.000][t:5]):");
+    }).join();
+    threadId = 4242;
+    timeMs = 1700000000124;
+    long const before = fieldFault.Calls();
+    EXPECT_EQ(FullHeader(kInfo, {}), "I [2023-11-14 22:13:20.124][t:4242]):");
+    EXPECT_EQ(fieldFault.Calls(), before);
 }
 
 // Against the header in other words.
@@ -475,6 +593,20 @@ TEST_F(HeaderOracleTest, AgreesOnAnyTimeSeverityThreadIdAndTag) {
         ASSERT_NO_FATAL_FAILURE(ExpectBothHeaders(static_cast<std::uint32_t>(random_()), ms,
                                                   static_cast<unsigned int>(AnyMagnitude()),
                                                   AnyTag()));
+    }
+}
+
+TEST_F(HeaderOracleTest, AgreesOnRecordsThatFollowOneAnother) {
+    constexpr int kWalk = 50;
+    for (int i = 0; i < kRandomHeaders / kWalk; ++i) {
+        // Half of them about the epoch, where two seconds share a second's name.
+        long long ms = i % 2 == 0 ? 0 : AnyMagnitude() / 2;
+        auto id = static_cast<unsigned int>(AnyMagnitude());
+        for (int step = 0; step < kWalk; ++step) {
+            ms += static_cast<long long>(random_() % 1001) - 500;
+            id += random_() % 8 == 0 ? 1U : 0U;
+            ASSERT_NO_FATAL_FAILURE(ExpectBothHeaders(kInfo, ms, id, {"core"}));
+        }
     }
 }
 

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tarqlog/logger.h"
 #include "tarqlog/logsysinfo.h"
 
 #include "support/allocations.h"
@@ -163,6 +164,41 @@ TEST(LogRecordTest, LongTextGrowsBeyondTheReservation) {
     Write(record, std::string(100000, 'b'));
 
     EXPECT_EQ(RawText(record), std::string(31, 'a') + std::string(100000, 'b'));
+}
+
+TEST(LogRecordTest, TextWrittenAtOnceCostsTwoAllocationsWithTheLoggersNul) {
+    Logger logger("a");
+    for (std::size_t length = 33; length < 300; ++length) {
+        SCOPED_TRACE(length);
+        std::string const text(length, 'x');
+        unsigned long const before = AllocationCount();
+        LogRecord record(kInfo);
+        Write(record, text);
+        logger.PushRecord(record);
+        EXPECT_EQ(AllocationCount() - before, 2UL);
+        EXPECT_EQ(RawText(record), text + '\0');
+    }
+}
+
+TEST(LogRecordTest, TextWrittenBitByBitGrowsGeometrically) {
+    LogRecord record(kInfo);
+    unsigned long const before = AllocationCount();
+    for (int i = 0; i < 100000; ++i) {
+        record.WriteData("x", 1);
+    }
+    EXPECT_EQ(RawText(record), std::string(100000, 'x'));
+    EXPECT_LT(AllocationCount() - before, 20UL);
+}
+
+TEST(LogRecordTest, TextMayBeWrittenOnceMore) {
+    LogRecord record(kInfo);
+    std::string expected = "0123456789abcdefghijk";
+    Write(record, expected);
+    for (int i = 0; i < 4; ++i) {
+        record.WriteData(record.GetData().data(), static_cast<int>(record.GetData().size()));
+        expected += expected;
+        EXPECT_EQ(RawText(record), expected);
+    }
 }
 
 TEST(LogRecordTest, ResizeCutsTheTextOrFillsItWithZeroBytes) {

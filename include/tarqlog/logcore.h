@@ -15,6 +15,7 @@
 
 namespace tarqlog {
 
+class ConfigGeneration;
 class LogRecord;
 class LogSink;
 
@@ -98,6 +99,9 @@ private:
     /// Waits while a change is waiting for the core, unless this thread holds a lock of the
     /// library. For loggers, before they take a lock of their own.
     TARQLOG_HIDDEN void StepAside() const;
+
+    /// What GetConfigGeneration() returns, for loggers to look at each time.
+    TARQLOG_HIDDEN ConfigGeneration const& Generation() const;
 
     /// PushRecord() without StepAside(), for loggers, which have done so.
     TARQLOG_HIDDEN void Deliver(unsigned int generation, std::vector<SinkEntry> const& sinks,

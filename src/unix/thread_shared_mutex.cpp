@@ -13,11 +13,15 @@ namespace tarqlog::threads {
 namespace {
 
 /// The result goes into the text alone: these calls do not set `errno`.
-void ThrowUnlessZero(const char* call, int result) {
+[[noreturn]] void Throw(const char* call, int result) {
+    std::ostringstream message;
+    message << call << " ret:" << result;
+    throw log_utils::Error(message.str());
+}
+
+inline void ThrowUnlessZero(const char* call, int result) {
     if (result != 0) {
-        std::ostringstream message;
-        message << call << " ret:" << result;
-        throw log_utils::Error(message.str());
+        Throw(call, result);
     }
 }
 
