@@ -124,6 +124,11 @@ void LogStatement::Append(const char* text, std::size_t size) {
     }
 }
 
+char* LogStatement::WriteDigits(char* text, unsigned long long value) {
+    constexpr int kMostDigits = std::numeric_limits<unsigned long long>::digits10 + 1;
+    return std::to_chars(text, text + kMostDigits, value).ptr;
+}
+
 void LogStatement::AppendLocation(const char* file, int line) {
     const char* const slash = std::strrchr(file, '/');
     const char* const name = slash != nullptr ? slash + 1 : file;
@@ -204,10 +209,24 @@ struct LogStreamStatement::RealStream {
     LogStream stream;
 };
 
+/// Where `size` bytes have room, if they are no more than there can be.
+char* LogStreamStatement::Room(std::size_t size) {
+    if (size > kStreamBytes - size_) {
+        Flush();
+    }
+    return text_ + size_;
+}
+
+void LogStreamStatement::Flush() {
+    Append(text_, size_);
+    size_ = 0;
+}
+
 std::ostream& LogStreamStatement::Stream() {
     static_assert(sizeof(RealStream) <= kStreamBytes, "the stream needs a larger place");
     static_assert(alignof(RealStream) <= alignof(long long), "the stream needs another place");
     if (stream_ == nullptr) {
+        Flush();
         stream_ = new (place_) RealStream(Record());
     }
     return stream_->stream;
@@ -221,19 +240,29 @@ void LogStreamStatement::DropStream() {
 void LogStreamStatement::DeliverLine() {
     if (stream_ != nullptr) {
         DropStream();
+    } else {
+        Flush();
     }
     Deliver();
 }
 
+/// Whether numbers need no stream. Like a stream the statement keeps to the locale that it has
+/// found.
+bool LogStreamStatement::TakesNumbers() {
+    if (!isClassic_ && stream_ == nullptr) {
+        isClassic_ = IsGlobalLocaleClassic();
+    }
+    return isClassic_ && stream_ == nullptr;
+}
+
 template <class Number>
 LogStreamStatement& LogStreamStatement::Insert(Number value) {
-    if (stream_ != nullptr || !IsGlobalLocaleClassic()) {
+    if (!TakesNumbers()) {
         Stream() << value;
         return *this;
     }
-    char text[kNumberBytes];
-    char* const end = ToText(text, std::end(text), value).ptr;
-    Append(text, static_cast<std::size_t>(end - text));
+    char* const text = Room(kNumberBytes);
+    size_ += static_cast<std::size_t>(ToText(text, text + kNumberBytes, value).ptr - text);
     return *this;
 }
 
@@ -294,14 +323,18 @@ LogStreamStatement& LogStreamStatement::operator<<(char value) {
     return Text(&value, 1);
 }
 
-LogStreamStatement& LogStreamStatement::operator<<(const char* text) {
+LogStreamStatement& LogStreamStatement::CString(const char* text) {
     return text != nullptr ? Text(text, std::strlen(text)) : *this;
 }
 
 LogStreamStatement& LogStreamStatement::Text(const char* text, std::size_t size) {
     if (stream_ != nullptr) {
         stream_->stream << std::string_view(text, size);
+    } else if (size <= kStreamBytes) {
+        std::memcpy(Room(size), text, size);
+        size_ += size;
     } else {
+        Flush();
         Append(text, size);
     }
     return *this;

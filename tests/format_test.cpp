@@ -1,5 +1,6 @@
 #include "tarqlog/format.h"
 
+#include <climits>
 #include <fstream>
 #include <iterator>
 #include <new>
@@ -118,6 +119,59 @@ TEST_F(FormatStatementTest, FormatsAsFmtDoes) {
     EXPECT_EQ(TextOfOne([](Logger& log) { TARQLOG_INFO_F(log, "no argument"); }), "no argument");
     static constexpr char kFormat[] = "a constant {}";
     EXPECT_EQ(TextOfOne([](Logger& log) { TARQLOG_INFO_F(log, kFormat, 1); }), "a constant 1");
+}
+
+#define EXPECT_AS_FMT(...)                                                       \
+    EXPECT_EQ(TextOfOne([&](Logger& log) { TARQLOG_INFO_F(log, __VA_ARGS__); }), \
+              fmt::format(__VA_ARGS__))
+
+TEST_F(FormatStatementTest, PlainFieldsAreThoseOfFmtForEveryType) {
+    EXPECT_AS_FMT("{}{}|{}", 0, -1, 1);
+    EXPECT_AS_FMT("{} {} {} {}", INT_MIN, INT_MAX, UINT_MAX, LLONG_MIN);
+    EXPECT_AS_FMT("{} {} {} {}", LLONG_MAX, ULLONG_MAX, LONG_MIN, ULONG_MAX);
+    short const low = -7;
+    EXPECT_AS_FMT("{} {} {} {}", low, static_cast<unsigned short>(65535),
+                  static_cast<signed char>(-8), static_cast<unsigned char>(200));
+    EXPECT_AS_FMT("a{}b{}c{}d", 'x', '\0', '\n');
+    EXPECT_AS_FMT("{} {}", true, false);
+    EXPECT_AS_FMT("{} {} {} {}", 1.5, 0.1F, -2.25L, 1e300);
+    const char* const text = "C string";
+    char letters[] = "array";
+    EXPECT_AS_FMT("{}{}{}{}", text, letters, std::string("a\0b", 3), fmt::string_view("view"));
+    void const* const address = &text;
+    EXPECT_AS_FMT("{} {}", address, nullptr);
+    EXPECT_AS_FMT("{} and {}", Point{1, 2}, 3);
+    EXPECT_AS_FMT("{}{}{}{}{}{}{}{}{}{}{}{}{}{}{}{}{}{}", 1, 'b', "c", 4, 5, 6, 7, 8, 9, 10, 11, 12,
+                  13, 14, 15, 16, "q", 18);
+#if defined(__SIZEOF_INT128__)
+    __extension__ using Wide = __int128;
+    EXPECT_AS_FMT("{}", static_cast<Wide>(LLONG_MAX) * 1000);
+#endif
+}
+
+TEST_F(FormatStatementTest, FieldsThatAreNotPlainAreThoseOfFmtToo) {
+    EXPECT_AS_FMT("{{{}}}", 1);
+    EXPECT_AS_FMT("{0}{0}{1}", 1, 2);
+    EXPECT_AS_FMT("{}}}", 1);
+    EXPECT_AS_FMT("{:}{:d}", 1, 2);
+    EXPECT_AS_FMT("{}", "more arguments", 2);
+    EXPECT_AS_FMT("{{}}");
+}
+
+TEST_F(FormatStatementTest, NullForAStringIsTold) {
+    const char* const none = nullptr;
+    EXPECT_EQ(TextOfOne([&](Logger& log) { TARQLOG_INFO_F(log, "a {} b", none); }),
+              "format error: string pointer is null");
+}
+
+TEST_F(FormatStatementTest, FormatOfAnyLengthIsWhole) {
+#define TARQLOG_TEST_TEN_TIMES(text) text text text text text text text text text text
+#define TARQLOG_TEST_HUNDRED_TIMES(text) TARQLOG_TEST_TEN_TIMES(TARQLOG_TEST_TEN_TIMES(text))
+    EXPECT_AS_FMT(
+        TARQLOG_TEST_HUNDRED_TIMES("0123456789") "{}" TARQLOG_TEST_HUNDRED_TIMES("0123456789"), 1);
+    EXPECT_AS_FMT(TARQLOG_TEST_TEN_TIMES(TARQLOG_TEST_HUNDRED_TIMES(
+                      "0123456789")) "{}" TARQLOG_TEST_HUNDRED_TIMES("0123456789"),
+                  1);
 }
 
 TEST_F(FormatStatementTest, TextOfAnyLengthIsWholeAndFormattedOnce) {

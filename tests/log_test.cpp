@@ -622,6 +622,30 @@ TEST(LogStreamStatementTest, PrintsAnyNumberAsAStreamDoes) {
     }
 }
 
+TEST(LogStreamStatementTest, TextOfAnyLengthIsWholeAndInOrder) {
+    for (std::size_t length = 0; length < 900; ++length) {
+        SCOPED_TRACE(length);
+        std::string const text(length, 'x');
+        EXPECT_SAME_BYTES(1 << text << 2 << text.c_str() << -3 << "literal" << 4.5 << text << 'c');
+        EXPECT_SAME_BYTES("a" << text << std::hex << 255 << text);
+    }
+}
+
+TEST(LogStreamStatementTest, LocaleIsTheOneThatTheFirstNumberFinds) {
+    std::locale const before = std::locale();
+    struct Comma : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+    };
+    auto const change = [&] {
+        std::locale::global(std::locale(before, new Comma));
+        return 2.5;
+    };
+    std::string const text =
+        TextOfOne([&](Logger& log) { TARQLOG_INFO(log) << 1.5 << ' ' << change(); });
+    std::locale::global(before);
+    EXPECT_EQ(text, "1.5 2.5");
+}
+
 TEST(LogStreamStatementTest, PrintsTypesOfAUsersOwn) {
     zoo::Counter counter;
     zoo::Node const node;

@@ -17,6 +17,7 @@
 // else {fmt} has for them.
 
 #include <cstddef>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -42,11 +43,30 @@ public:
     Collector(Collector const&) = delete;
     Collector& operator=(Collector const&) = delete;
 
-    void Put(char character) {
-        if (size_ == sizeof text_) {
+    /// Where `size` bytes have room; they are no more than there can be.
+    char* Room(std::size_t size) {
+        if (size > sizeof text_ - size_) {
             Flush();
         }
-        text_[size_++] = character;
+        return text_ + size_;
+    }
+
+    /// Takes `size` bytes that were written where there was room.
+    void Take(std::size_t size) { size_ += size; }
+
+    void Put(char character) {
+        *Room(1) = character;
+        Take(1);
+    }
+
+    void Put(const char* text, std::size_t size) {
+        if (size <= sizeof text_) {
+            std::memcpy(Room(size), text, size);
+            Take(size);
+        } else {
+            Flush();
+            isLost_ = !statement_.TryAppend(text, size) || isLost_;
+        }
     }
 
     /// Never throws: {fmt} writes what is left from a destructor.
@@ -92,6 +112,7 @@ private:
 struct Call {
     fmt::string_view format;
     fmt::format_args arguments;
+    unsigned short const* fields;  // see Fields
 };
 
 inline bool Write(LogStatement& statement, void const* context) {
@@ -102,9 +123,72 @@ inline bool Write(LogStatement& statement, void const* context) {
     return !collector.IsLost();
 }
 
-inline void Print(LogStatement& statement, fmt::string_view format, fmt::format_args arguments) {
-    Call const call = {format, arguments};
-    statement.Guard(Write, &call);
+/// Writes an argument as "{}" shows it, if it is of one of the types that most are of.
+class PlainWriter {
+public:
+    explicit PlainWriter(Collector& collector) : collector_(collector) {}
+
+    bool operator()(int value) const { return (*this)(static_cast<long long>(value)); }
+    bool operator()(unsigned int value) const { return Digits(value); }
+    bool operator()(long long value) const {
+        auto const bits = static_cast<unsigned long long>(value);
+        if (value < 0) {
+            collector_.Put('-');
+        }
+        return Digits(value < 0 ? 0 - bits : bits);
+    }
+    bool operator()(unsigned long long value) const { return Digits(value); }
+    bool operator()(char value) const {
+        collector_.Put(value);
+        return true;
+    }
+    bool operator()(fmt::string_view text) const {
+        collector_.Put(text.data(), text.size());
+        return true;
+    }
+    bool operator()(const char* text) const {
+        return text != nullptr && (*this)(fmt::string_view(text));
+    }
+    template <class Other>
+    bool operator()(Other const&) const {
+        return false;
+    }
+
+private:
+    bool Digits(unsigned long long value) const {
+        char* const text = collector_.Room(20);
+        collector_.Take(static_cast<std::size_t>(LogStatement::WriteDigits(text, value) - text));
+        return true;
+    }
+
+    Collector& collector_;
+};
+
+/// The same for a format whose fields are known: {fmt} would look for them each time.
+inline bool WriteFields(LogStatement& statement, void const* context) {
+    Call const& call = *static_cast<Call const*>(context);
+    Collector collector(statement);
+    std::size_t begin = 0;
+    for (int i = 0;; ++i) {
+        std::size_t const end = call.fields[i];
+        collector.Put(call.format.data() + begin, end - begin);
+        if (end == call.format.size()) {
+            break;
+        }
+        fmt::format_args::format_arg const argument = call.arguments.get(i);
+        if (!fmt::visit_format_arg(PlainWriter(collector), argument)) {
+            fmt::vformat_to(Iterator(collector), "{}", fmt::format_args(&argument, 1));
+        }
+        begin = end + 2;
+    }
+    collector.Flush();
+    return !collector.IsLost();
+}
+
+inline void Print(LogStatement& statement, fmt::string_view format, fmt::format_args arguments,
+                  unsigned short const* fields = nullptr) {
+    Call const call = {format, arguments, fields};
+    statement.Guard(fields != nullptr ? WriteFields : Write, &call);
 }
 
 #if __cplusplus >= 201402L
@@ -117,9 +201,32 @@ constexpr fmt::string_view View(fmt::string_view text) {
     return text;
 }
 
-#endif
+/// Where the fields of a format begin that is text and one "{}" for each of `Count` arguments; then
+/// where the format ends.
+template <std::size_t Count>
+struct Fields {
+    bool areAll;  // of the format; false if it is of another kind
+    unsigned short at[Count + 1];
+};
 
-#if __cplusplus >= 201402L && FMT_VERSION < 100000 && !defined(FMT_HAS_CONSTEVAL)
+template <std::size_t Count>
+constexpr Fields<Count> FieldsOf(fmt::string_view format) {
+    Fields<Count> fields = {};
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < format.size(); ++i) {
+        const char* const text = format.data() + i;
+        if (*text == '{' && i + 1 < format.size() && text[1] == '}' && found < Count) {
+            fields.at[found++] = static_cast<unsigned short>(i++);
+        } else if (*text == '{' || *text == '}') {
+            return fields;
+        }
+    }
+    fields.at[found] = static_cast<unsigned short>(format.size());
+    fields.areAll = found == Count && fields.at[found] == format.size();
+    return fields;
+}
+
+#if FMT_VERSION < 100000 && !defined(FMT_HAS_CONSTEVAL)
 
 /// Does not compile when the format does not fit. What {fmt} itself does here is a function that
 /// GCC keeps, with the text, where optimisation is off and nothing calls it.
@@ -131,21 +238,33 @@ constexpr bool Fits() {
     return (fmt::detail::parse_format_string<true>(format, Checker(format, {})), true);
 }
 
+#else
+
+template <class Checked, class... Arguments>
+constexpr bool Fits() {
+    return (static_cast<void>(fmt::format_string<Arguments...>(Checked())), true);
+}
+
+#endif
+
 /// Takes all arguments of the macro behind `checked`, which stands for the first of them.
 template <class Checked, class Format, class... Arguments>
 inline void Check(LogStatement& statement, Checked checked, Format const&,
                   Arguments&&... arguments) {
     static_assert(Fits<Checked, Arguments...>(), "the format does not fit the arguments");
-    Print(statement, checked, fmt::make_format_args(arguments...));
+    static constexpr Fields<sizeof...(Arguments)> fields =
+        FieldsOf<sizeof...(Arguments)>(Checked());
+    Print(statement, checked, fmt::make_format_args(arguments...),
+          fields.areAll ? fields.at : nullptr);
 }
 
 #else
 
-/// Takes all arguments of the macro behind `checked`, which stands for the first of them.
+/// Takes all arguments of the macro behind `format`, which is the first of them.
 template <class Format, class... Arguments>
-inline void Check(LogStatement& statement, fmt::format_string<Arguments...> checked, Format const&,
+inline void Check(LogStatement& statement, fmt::string_view format, Format const&,
                   Arguments&&... arguments) {
-    Print(statement, checked, fmt::make_format_args(arguments...));
+    Print(statement, format, fmt::make_format_args(arguments...));
 }
 
 #endif

@@ -167,6 +167,9 @@ public:
 
     TARQLOG_API void Append(const char* text, std::size_t size);
 
+    /// Writes the digits of `value` to `text`, where there is room for 20, and returns their end.
+    TARQLOG_API static char* WriteDigits(char* text, unsigned long long value);
+
     /// Pushes the record and destroys it; the statement wants no other.
     void Push() {
         Deliver();
@@ -289,7 +292,7 @@ struct TakesStream
 class LogStreamStatement : public LogStatement {
 public:
     LogStreamStatement(Logger& logger, Severity severity)
-        : LogStatement(logger, severity), stream_(nullptr) {}
+        : LogStatement(logger, severity), stream_(nullptr), size_(0), isClassic_(false) {}
     ~LogStreamStatement() {
         if (stream_ != nullptr) {
             DropStream();
@@ -333,7 +336,11 @@ public:
         return *this << static_cast<char>(value);
     }
 
-    TARQLOG_API LogStreamStatement& operator<<(const char* text);
+    LogStreamStatement& operator<<(const char* text) {
+        // Of a literal the compiler knows the length.
+        return __builtin_constant_p(__builtin_strlen(text)) ? Text(text, __builtin_strlen(text))
+                                                            : CString(text);
+    }
     LogStreamStatement& operator<<(std::string const& text) {
         return Text(text.data(), text.size());
     }
@@ -388,6 +395,7 @@ private:
     TARQLOG_API void DropStream();
     TARQLOG_API void DeliverLine();
     TARQLOG_API LogStreamStatement& Text(const char* text, std::size_t size);
+    TARQLOG_API LogStreamStatement& CString(const char* text);
     template <class Number>
     TARQLOG_HIDDEN LogStreamStatement& Insert(Number value);
 
@@ -405,11 +413,20 @@ private:
         return *this;
     }
 
+    TARQLOG_HIDDEN char* Room(std::size_t size);
+    TARQLOG_HIDDEN void Flush();
+    TARQLOG_HIDDEN bool TakesNumbers();
+
     // A buffer and a std::ostream fit; their header is left to those who need it.
     static constexpr std::size_t kStreamBytes = 48 * sizeof(void*);
 
     RealStream* stream_;  // in place_, null until it is needed
-    alignas(long long) unsigned char place_[kStreamBytes];
+    std::size_t size_;    // of the text in place_ until then, which the record does not have yet
+    bool isClassic_;      // known to be the global locale
+    union {
+        char text_[kStreamBytes];
+        alignas(long long) unsigned char place_[kStreamBytes];
+    };
 };
 
 /// The LogLimit of the place where the lambda of type `Place` stands.
