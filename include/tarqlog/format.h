@@ -19,7 +19,12 @@
 #include <cstddef>
 #include <cstring>
 #include <iterator>
+#include <string>
+#include <type_traits>
 #include <utility>
+#if __cplusplus >= 201703L
+#include <string_view>
+#endif
 
 #include <fmt/core.h>
 #if defined(__clang__) && defined(__GLIBCXX__)
@@ -38,7 +43,9 @@ namespace log_format {
 /// Collects a text on the stack, and what is longer in as few pieces as may be.
 class Collector {
 public:
-    explicit Collector(LogStatement& statement) : statement_(statement), size_(0), isLost_(false) {}
+    explicit Collector(LogStatement& statement) : statement_(statement), size_(0), isLost_(false) {
+        text_[0] = '\0';  // or GCC takes an empty text for one that was forgotten
+    }
 
     Collector(Collector const&) = delete;
     Collector& operator=(Collector const&) = delete;
@@ -112,7 +119,6 @@ private:
 struct Call {
     fmt::string_view format;
     fmt::format_args arguments;
-    unsigned short const* fields;  // see Fields
 };
 
 inline bool Write(LogStatement& statement, void const* context) {
@@ -123,72 +129,9 @@ inline bool Write(LogStatement& statement, void const* context) {
     return !collector.IsLost();
 }
 
-/// Writes an argument as "{}" shows it, if it is of one of the types that most are of.
-class PlainWriter {
-public:
-    explicit PlainWriter(Collector& collector) : collector_(collector) {}
-
-    bool operator()(int value) const { return (*this)(static_cast<long long>(value)); }
-    bool operator()(unsigned int value) const { return Digits(value); }
-    bool operator()(long long value) const {
-        auto const bits = static_cast<unsigned long long>(value);
-        if (value < 0) {
-            collector_.Put('-');
-        }
-        return Digits(value < 0 ? 0 - bits : bits);
-    }
-    bool operator()(unsigned long long value) const { return Digits(value); }
-    bool operator()(char value) const {
-        collector_.Put(value);
-        return true;
-    }
-    bool operator()(fmt::string_view text) const {
-        collector_.Put(text.data(), text.size());
-        return true;
-    }
-    bool operator()(const char* text) const {
-        return text != nullptr && (*this)(fmt::string_view(text));
-    }
-    template <class Other>
-    bool operator()(Other const&) const {
-        return false;
-    }
-
-private:
-    bool Digits(unsigned long long value) const {
-        char* const text = collector_.Room(20);
-        collector_.Take(static_cast<std::size_t>(LogStatement::WriteDigits(text, value) - text));
-        return true;
-    }
-
-    Collector& collector_;
-};
-
-/// The same for a format whose fields are known: {fmt} would look for them each time.
-inline bool WriteFields(LogStatement& statement, void const* context) {
-    Call const& call = *static_cast<Call const*>(context);
-    Collector collector(statement);
-    std::size_t begin = 0;
-    for (int i = 0;; ++i) {
-        std::size_t const end = call.fields[i];
-        collector.Put(call.format.data() + begin, end - begin);
-        if (end == call.format.size()) {
-            break;
-        }
-        fmt::format_args::format_arg const argument = call.arguments.get(i);
-        if (!fmt::visit_format_arg(PlainWriter(collector), argument)) {
-            fmt::vformat_to(Iterator(collector), "{}", fmt::format_args(&argument, 1));
-        }
-        begin = end + 2;
-    }
-    collector.Flush();
-    return !collector.IsLost();
-}
-
-inline void Print(LogStatement& statement, fmt::string_view format, fmt::format_args arguments,
-                  unsigned short const* fields = nullptr) {
-    Call const call = {format, arguments, fields};
-    statement.Guard(fields != nullptr ? WriteFields : Write, &call);
+inline void Print(LogStatement& statement, fmt::string_view format, fmt::format_args arguments) {
+    Call const call = {format, arguments};
+    statement.Guard(Write, &call);
 }
 
 #if __cplusplus >= 201402L
@@ -226,6 +169,122 @@ constexpr Fields<Count> FieldsOf(fmt::string_view format) {
     return fields;
 }
 
+/// What an argument is passed on as that "{}" shows as digits or as it is, which most arguments
+/// are; few types, so that statements share their code. void if {fmt} has more to do.
+template <class Type>
+struct PlainOf {
+    static constexpr bool kIsInteger =
+        std::is_integral<Type>::value && !std::is_same<Type, bool>::value &&
+        !log_traits::IsWide<Type>::value && sizeof(Type) <= sizeof(long long);
+    static constexpr bool kIsString =
+#if __cplusplus >= 201703L
+        std::is_same<Type, std::string_view>::value ||
+#endif
+        std::is_same<Type, std::string>::value || std::is_same<Type, fmt::string_view>::value;
+    static constexpr bool kIsCString =
+        std::is_same<Type, const char*>::value || std::is_same<Type, char*>::value;
+
+    using Integer = std::conditional_t<std::is_signed<Type>::value, long long, unsigned long long>;
+    using String = std::conditional_t<kIsString, fmt::string_view,
+                                      std::conditional_t<kIsCString, const char*, void>>;
+    using Result = std::conditional_t<std::is_same<Type, char>::value, char,
+                                      std::conditional_t<kIsInteger, Integer, String>>;
+};
+template <class Argument>
+using Plain = typename PlainOf<std::decay_t<Argument>>::Result;
+
+template <class... Arguments>
+constexpr bool ArePlain() {
+    bool const are[] = {true, !std::is_void<Plain<Arguments>>::value...};
+    for (bool const isPlain : are) {
+        if (!isPlain) {
+            return false;
+        }
+    }
+    return true;
+}
+
+inline void Put(Collector& collector, char value) {
+    collector.Put(value);
+}
+
+inline void Put(Collector& collector, unsigned long long value) {
+    char* const text = collector.Room(20);
+    collector.Take(static_cast<std::size_t>(LogStatement::WriteDigits(text, value) - text));
+}
+
+inline void Put(Collector& collector, long long value) {
+    auto const bits = static_cast<unsigned long long>(value);
+    if (value < 0) {
+        collector.Put('-');
+    }
+    Put(collector, value < 0 ? 0 - bits : bits);
+}
+
+inline void Put(Collector& collector, fmt::string_view value) {
+    collector.Put(value.data(), value.size());
+}
+
+inline void Put(Collector& collector, const char* value) {
+    collector.Put(value, std::strlen(value));
+}
+
+template <class Value>
+constexpr bool IsNull(Value) {
+    return false;
+}
+constexpr bool IsNull(const char* value) {
+    return value == nullptr;
+}
+
+inline bool WriteNull(LogStatement& statement, void const*) {
+    const char* const null = nullptr;
+    Print(statement, "{}", fmt::make_format_args(null));
+    return true;
+}
+
+inline bool RunOutOfMemory(LogStatement&, void const*) {
+    return false;
+}
+
+/// Writes a format whose fields are known and whose arguments are plain: {fmt} would look for the
+/// fields each time, and ask each argument what it is.
+template <class... Values>
+__attribute__((noinline)) void PrintPlain(LogStatement& statement, fmt::string_view format,
+                                          unsigned short const* fields, Values... values) {
+    bool isAnyNull = false;
+    Collector collector(statement);
+    std::size_t begin = 0;
+    int const done[] = {0, (isAnyNull = isAnyNull || IsNull(values), 0)...};
+    if (isAnyNull) {
+        statement.Guard(WriteNull, nullptr);
+        return;
+    }
+    int const written[] = {0, (collector.Put(format.data() + begin, *fields - begin),
+                               Put(collector, values), begin = *fields++ + 2U, 0)...};
+    static_cast<void>(done);
+    static_cast<void>(written);
+    collector.Put(format.data() + begin, format.size() - begin);
+    collector.Flush();
+    if (collector.IsLost()) {
+        statement.Guard(RunOutOfMemory, nullptr);
+    }
+}
+
+template <class Checked, class... Arguments>
+inline void PrintChecked(std::true_type, LogStatement& statement, Checked format,
+                         Arguments const&... arguments) {
+    static constexpr Fields<sizeof...(Arguments)> fields =
+        FieldsOf<sizeof...(Arguments)>(Checked());
+    PrintPlain<Plain<Arguments>...>(statement, format, fields.at, arguments...);
+}
+
+template <class Checked, class... Arguments>
+inline void PrintChecked(std::false_type, LogStatement& statement, Checked format,
+                         Arguments const&... arguments) {
+    Print(statement, format, fmt::make_format_args(arguments...));
+}
+
 #if FMT_VERSION < 100000 && !defined(FMT_HAS_CONSTEVAL)
 
 /// Does not compile when the format does not fit. What {fmt} itself does here is a function that
@@ -238,11 +297,17 @@ constexpr bool Fits() {
     return (fmt::detail::parse_format_string<true>(format, Checker(format, {})), true);
 }
 
+template <class Checked, class... Arguments>
+inline void RequireFit() {
+    static_assert(Fits<Checked, Arguments...>(), "the format does not fit the arguments");
+}
+
 #else
 
 template <class Checked, class... Arguments>
-constexpr bool Fits() {
-    return (static_cast<void>(fmt::format_string<Arguments...>(Checked())), true);
+inline void RequireFit() {
+    fmt::format_string<Arguments...> const fitting = Checked();
+    static_cast<void>(fitting);
 }
 
 #endif
@@ -251,11 +316,10 @@ constexpr bool Fits() {
 template <class Checked, class Format, class... Arguments>
 inline void Check(LogStatement& statement, Checked checked, Format const&,
                   Arguments&&... arguments) {
-    static_assert(Fits<Checked, Arguments...>(), "the format does not fit the arguments");
-    static constexpr Fields<sizeof...(Arguments)> fields =
-        FieldsOf<sizeof...(Arguments)>(Checked());
-    Print(statement, checked, fmt::make_format_args(arguments...),
-          fields.areAll ? fields.at : nullptr);
+    RequireFit<Checked, Arguments...>();
+    constexpr bool isPlain =
+        ArePlain<Arguments...>() && FieldsOf<sizeof...(Arguments)>(Checked()).areAll;
+    PrintChecked(std::integral_constant<bool, isPlain>(), statement, checked, arguments...);
 }
 
 #else
