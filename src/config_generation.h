@@ -17,6 +17,9 @@ public:
 
     unsigned int Get() const { return value_.load(std::memory_order_relaxed); }
 
+    /// For those who read it again and again.
+    std::atomic<unsigned int> const& Value() const { return value_; }
+
     /// Call with the lock held that keeps other writers out.
     void Advance() {
         unsigned int const next = Get() + 1;

@@ -306,8 +306,8 @@ unsigned int LogCore::GetConfigGeneration() const {
     return impl_->Generation().Get();
 }
 
-ConfigGeneration const& LogCore::Generation() const {
-    return impl_->Generation();
+std::atomic<unsigned int> const& LogCore::Generation() const {
+    return impl_->Generation().Value();
 }
 
 void LogCore::StepAside() const {

@@ -164,14 +164,19 @@ TEST_F(FormatStatementTest, NullForAStringIsTold) {
               "format error: string pointer is null");
 }
 
-TEST_F(FormatStatementTest, FormatOfAnyLengthIsWhole) {
+TEST_F(FormatStatementTest, LongArgumentsAndFormatsKeepTheirPlace) {
+    std::string const text(5000, 'x');
+    EXPECT_AS_FMT("before {} after {}", text, 7);
 #define TARQLOG_TEST_TEN_TIMES(text) text text text text text text text text text text
 #define TARQLOG_TEST_HUNDRED_TIMES(text) TARQLOG_TEST_TEN_TIMES(TARQLOG_TEST_TEN_TIMES(text))
-    EXPECT_AS_FMT(
-        TARQLOG_TEST_HUNDRED_TIMES("0123456789") "{}" TARQLOG_TEST_HUNDRED_TIMES("0123456789"), 1);
-    EXPECT_AS_FMT(TARQLOG_TEST_TEN_TIMES(TARQLOG_TEST_HUNDRED_TIMES(
-                      "0123456789")) "{}" TARQLOG_TEST_HUNDRED_TIMES("0123456789"),
-                  1);
+#define TARQLOG_TEST_1100 TARQLOG_TEST_HUNDRED_TIMES("0123456789 ")
+    EXPECT_AS_FMT("{} " TARQLOG_TEST_1100 "{} " TARQLOG_TEST_1100, 1, text);
+}
+
+TEST_F(FormatStatementTest, FormatOfMoreThan64KiBIsWhole) {
+#define TARQLOG_TEST_70000 TARQLOG_TEST_HUNDRED_TIMES(TARQLOG_TEST_HUNDRED_TIMES("seven: "))
+    static_assert(sizeof(TARQLOG_TEST_70000) == 70001, "more than a short counts");
+    EXPECT_AS_FMT("{} " TARQLOG_TEST_70000 "{}", 1, 2);
 }
 
 TEST_F(FormatStatementTest, TextOfAnyLengthIsWholeAndFormattedOnce) {

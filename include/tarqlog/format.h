@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <cstring>
 #include <iterator>
+#include <limits>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -43,7 +44,7 @@ namespace log_format {
 /// Collects a text on the stack, and what is longer in as few pieces as may be.
 class Collector {
 public:
-    explicit Collector(LogStatement& statement) : statement_(statement), size_(0), isLost_(false) {
+    explicit Collector(LogStatement& statement) : isLost_(false), statement_(statement), size_(0) {
         text_[0] = '\0';  // or GCC takes an empty text for one that was forgotten
     }
 
@@ -85,10 +86,10 @@ public:
     bool IsLost() const { return isLost_; }
 
 private:
+    char text_[1000];
+    bool isLost_;  // next to the text: an overrun would be noticed
     LogStatement& statement_;
     std::size_t size_;
-    bool isLost_;
-    char text_[1000];
 };
 
 /// Puts characters into a Collector.
@@ -155,6 +156,9 @@ struct Fields {
 template <std::size_t Count>
 constexpr Fields<Count> FieldsOf(fmt::string_view format) {
     Fields<Count> fields = {};
+    if (format.size() > std::numeric_limits<unsigned short>::max()) {
+        return fields;
+    }
     std::size_t found = 0;
     for (std::size_t i = 0; i < format.size(); ++i) {
         const char* const text = format.data() + i;
@@ -165,7 +169,7 @@ constexpr Fields<Count> FieldsOf(fmt::string_view format) {
         }
     }
     fields.at[found] = static_cast<unsigned short>(format.size());
-    fields.areAll = found == Count && fields.at[found] == format.size();
+    fields.areAll = found == Count;
     return fields;
 }
 

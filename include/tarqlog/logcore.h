@@ -1,6 +1,7 @@
 #ifndef TARQLOG_LOGCORE_H_
 #define TARQLOG_LOGCORE_H_
 
+#include <atomic>
 #include <memory>
 #include <set>
 #include <string>
@@ -15,7 +16,6 @@
 
 namespace tarqlog {
 
-class ConfigGeneration;
 class LogRecord;
 class LogSink;
 
@@ -101,7 +101,7 @@ private:
     TARQLOG_HIDDEN void StepAside() const;
 
     /// What GetConfigGeneration() returns, for loggers to look at each time.
-    TARQLOG_HIDDEN ConfigGeneration const& Generation() const;
+    TARQLOG_HIDDEN std::atomic<unsigned int> const& Generation() const;
 
     /// PushRecord() without StepAside(), for loggers, which have done so.
     TARQLOG_HIDDEN void Deliver(unsigned int generation, std::vector<SinkEntry> const& sinks,
