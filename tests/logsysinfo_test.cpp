@@ -103,6 +103,10 @@ TEST(LogSysInfoTest, InstallingAThreadIdHookReturnsTheOneBeforeAndLeavesTheTimeA
     EXPECT_EQ(LogSysInfo::SetGetThreadIdFunc(nullptr), &GetThisThreadId);
 }
 
+TEST(LogSysInfoTest, FirstHooksAreTheFunctionsThatAProgramAtAFixedAddressKnows) {
+    EXPECT_EQ(RunProgram(TARQLOG_COMPARED_ADDRESSES_PATH).exitStatus, 0);
+}
+
 TEST(LogSysInfoTest, HooksAreSetBeforeAnyStaticConstructorRuns) {
     ChildResult const result = RunProgram(TARQLOG_EARLY_RECORD_PATH);
 
