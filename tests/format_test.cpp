@@ -30,6 +30,11 @@ struct Willing {
     void (*act)();
 };
 
+/// Changes as it is formatted.
+struct Ticket {
+    int number;
+};
+
 // NOLINTBEGIN(readability-identifier-naming): {fmt} names them
 
 template <>
@@ -38,6 +43,15 @@ struct fmt::formatter<Point> {
     template <class Context>
     auto format(Point const& point, Context& context) const {
         return fmt::format_to(context.out(), "{}/{}", point.x, point.y);
+    }
+};
+
+template <>
+struct fmt::formatter<Ticket> {
+    constexpr auto parse(fmt::format_parse_context& context) { return context.begin(); }
+    template <class Context>
+    auto format(Ticket& ticket, Context& context) const {
+        return fmt::format_to(context.out(), "#{}", ticket.number++);
     }
 };
 
@@ -156,6 +170,12 @@ TEST_F(FormatStatementTest, FieldsThatAreNotPlainAreThoseOfFmtToo) {
     EXPECT_AS_FMT("{:}{:d}", 1, 2);
     EXPECT_AS_FMT("{}", "more arguments", 2);
     EXPECT_AS_FMT("{{}}");
+}
+
+TEST_F(FormatStatementTest, ArgumentThatChangesAsItIsFormattedIsGivenAsItIs) {
+    Ticket ticket{1};
+    EXPECT_EQ(TextOfOne([&](Logger& log) { TARQLOG_INFO_F(log, "{} and {}", ticket, ticket); }),
+              "#1 and #2");
 }
 
 TEST_F(FormatStatementTest, NullForAStringIsTold) {

@@ -266,6 +266,15 @@ TEST(LoggerTest, ExhaustedMemoryInAPushLosesTheRecordAlone) {
     EXPECT_FALSE(logger.HasSink(kInfo));
 }
 
+TEST(LoggerTest, QuestionForSeveralLevelsIsForAnyOfThemAlsoAfterAChange) {
+    Logger logger("a");
+    EXPECT_FALSE(logger.HasSink(kInfo | kWarning));
+    AddNotingSink(kInfo);
+    EXPECT_TRUE(logger.HasSink(kInfo | kWarning));
+    EXPECT_TRUE(logger.HasSink(kInfo | kWarning));
+    EXPECT_FALSE(logger.HasSink(kDebug | kWarning));
+}
+
 TEST(LoggerTest, RefusedLockPassesAndTheNextQuestionIsAnswered) {
     AddNotingSink();
     Logger logger("a");

@@ -277,7 +277,7 @@ __attribute__((noinline)) void PrintPlain(LogStatement& statement, fmt::string_v
 
 template <class Checked, class... Arguments>
 inline void PrintChecked(std::true_type, LogStatement& statement, Checked format,
-                         Arguments const&... arguments) {
+                         Arguments&... arguments) {
     static constexpr Fields<sizeof...(Arguments)> fields =
         FieldsOf<sizeof...(Arguments)>(Checked());
     PrintPlain<Plain<Arguments>...>(statement, format, fields.at, arguments...);
@@ -285,7 +285,7 @@ inline void PrintChecked(std::true_type, LogStatement& statement, Checked format
 
 template <class Checked, class... Arguments>
 inline void PrintChecked(std::false_type, LogStatement& statement, Checked format,
-                         Arguments const&... arguments) {
+                         Arguments&... arguments) {
     Print(statement, format, fmt::make_format_args(arguments...));
 }
 
