@@ -1,5 +1,5 @@
-// A program that is not position-independent has addresses of its own for a library's functions. Ends
-// with 0 when the hooks that are in place at first are the functions that the program knows.
+// A program that is not position-independent has addresses of its own for a library's functions.
+// Ends with 0 when the hooks that are in place at first are the functions that the program knows.
 
 #include "tarqlog/log.h"
 #include "tarqlog/logsysinfo.h"
