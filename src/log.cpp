@@ -324,7 +324,7 @@ LogStreamStatement& LogStreamStatement::operator<<(char value) {
 }
 
 LogStreamStatement& LogStreamStatement::CString(const char* text) {
-    return text != nullptr ? Text(text, std::strlen(text)) : *this;
+    return Text(text, std::strlen(text));
 }
 
 LogStreamStatement& LogStreamStatement::Text(const char* text, std::size_t size) {

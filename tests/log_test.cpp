@@ -1240,6 +1240,20 @@ TEST_P(StandardTest, CompilesEverywhereWithoutAWarning) {
 
 INSTANTIATE_TEST_SUITE_P(Standards, StandardTest, testing::Values("11", "14", "17", "20", "2b"));
 
+TEST(LogMacrosTest, NullThatTheCompilerKnowsOfIsNoWarning) {
+    ChildResult const result =
+        RunProgram(TARQLOG_TEST_COMPILER,
+                   {"-std=c++11", "-O2", "-Wall", "-Wextra", "-Werror", "-c", "-o", "/dev/null",
+                    "-I" TARQLOG_TEST_INCLUDE_DIR, "-x", "c++", "-"},
+                   "#include <tarqlog/log.h>\n"
+                   "const char* const kNone = nullptr;\n"
+                   "void Log(tarqlog::Logger& log, const char* text) {\n"
+                   "    if (text == nullptr) { TARQLOG_INFO(log) << text << kNone << \"x\"; }\n"
+                   "}\n");
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.exitStatus, 0);
+}
+
 TEST(LogMacrosTest, CompilerChecksThePrintfFormat) {
     std::string const code =
         "#include <tarqlog/log.h>\nvoid Log(tarqlog::Logger& log) { TARQLOG_INFO_P(log, \"%s\", ";

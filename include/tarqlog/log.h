@@ -337,6 +337,9 @@ public:
     }
 
     LogStreamStatement& operator<<(const char* text) {
+        if (text == nullptr) {
+            return *this;
+        }
         // Of a literal the compiler knows the length.
         return __builtin_constant_p(__builtin_strlen(text)) ? Text(text, __builtin_strlen(text))
                                                             : CString(text);
