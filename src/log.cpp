@@ -214,11 +214,11 @@ char* LogStreamStatement::Room(std::size_t size) {
     if (size > kStreamBytes - size_) {
         Flush();
     }
-    return text_ + size_;
+    return place_ + size_;
 }
 
 void LogStreamStatement::Flush() {
-    Append(text_, size_);
+    Append(place_, size_);
     size_ = 0;
 }
 

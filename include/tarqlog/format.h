@@ -278,9 +278,9 @@ __attribute__((noinline)) void PrintPlain(LogStatement& statement, fmt::string_v
 template <class Checked, class... Arguments>
 inline void PrintChecked(std::true_type, LogStatement& statement, Checked format,
                          Arguments&... arguments) {
-    static constexpr Fields<sizeof...(Arguments)> fields =
+    static constexpr Fields<sizeof...(Arguments)> kFields =
         FieldsOf<sizeof...(Arguments)>(Checked());
-    PrintPlain<Plain<Arguments>...>(statement, format, fields.at, arguments...);
+    PrintPlain<Plain<Arguments>...>(statement, format, kFields.at, arguments...);
 }
 
 template <class Checked, class... Arguments>
@@ -321,9 +321,9 @@ template <class Checked, class Format, class... Arguments>
 inline void Check(LogStatement& statement, Checked checked, Format const&,
                   Arguments&&... arguments) {
     RequireFit<Checked, Arguments...>();
-    constexpr bool isPlain =
+    constexpr bool kIsPlain =
         ArePlain<Arguments...>() && FieldsOf<sizeof...(Arguments)>(Checked()).areAll;
-    PrintChecked(std::integral_constant<bool, isPlain>(), statement, checked, arguments...);
+    PrintChecked(std::integral_constant<bool, kIsPlain>(), statement, checked, arguments...);
 }
 
 #else

@@ -426,10 +426,7 @@ private:
     RealStream* stream_;  // in place_, null until it is needed
     std::size_t size_;    // of the text in place_ until then, which the record does not have yet
     bool isClassic_;      // known to be the global locale
-    union {
-        char text_[kStreamBytes];
-        alignas(long long) unsigned char place_[kStreamBytes];
-    };
+    alignas(long long) char place_[kStreamBytes];
 };
 
 /// The LogLimit of the place where the lambda of type `Place` stands.
