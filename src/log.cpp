@@ -331,7 +331,7 @@ LogStreamStatement& LogStreamStatement::Text(const char* text, std::size_t size)
     if (stream_ != nullptr) {
         stream_->stream << std::string_view(text, size);
     } else if (size <= kStreamBytes) {
-        std::memcpy(Room(size), text, size);
+        std::copy_n(text, size, Room(size));  // null when it is empty
         size_ += size;
     } else {
         Flush();

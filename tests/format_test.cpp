@@ -178,6 +178,10 @@ TEST_F(FormatStatementTest, ArgumentThatChangesAsItIsFormattedIsGivenAsItIs) {
               "#1 and #2");
 }
 
+TEST_F(FormatStatementTest, EmptyViewOfNothingWritesNothing) {
+    EXPECT_AS_FMT("a{}b{}c", std::string_view(), fmt::string_view());
+}
+
 TEST_F(FormatStatementTest, NullForAStringIsTold) {
     const char* const none = nullptr;
     EXPECT_EQ(TextOfOne([&](Logger& log) { TARQLOG_INFO_F(log, "a {} b", none); }),

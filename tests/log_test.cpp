@@ -729,6 +729,10 @@ TEST(LogStreamStatementTest, NullForAStringWritesNothingAndStopsNothing) {
     EXPECT_EQ(TextOfOne([&](Logger& log) { TARQLOG_INFO(log) << std::hex << none << 255; }), "ff");
 }
 
+TEST(LogStreamStatementTest, EmptyViewOfNothingWritesNothing) {
+    EXPECT_SAME_BYTES('a' << std::string_view() << 'b');
+}
+
 TEST(LogStreamStatementTest, FailedStreamSwallowsWhatFollows) {
     struct Failing {
         static std::ostream& Fail(std::ostream& stream) {

@@ -68,6 +68,9 @@ public:
     }
 
     void Put(const char* text, std::size_t size) {
+        if (size == 0) {
+            return;  // the text may be null
+        }
         if (size <= sizeof text_) {
             std::memcpy(Room(size), text, size);
             Take(size);
