@@ -87,6 +87,15 @@ public:
 
     bool IsRunning() const { return ended_ < settings.threads; }
 
+    /// Returns once each thread has logged a line.
+    void AwaitBegun() const {
+        for (int i = 0; i < settings.threads; ++i) {
+            while ((*board)->returned[settings.first + i] == 0) {
+                Pause();
+            }
+        }
+    }
+
     /// Only while the threads run until they are told.
     void Signal(int index, int signal) {
         ::pthread_kill(threads_[static_cast<std::size_t>(index)].native_handle(), signal);
@@ -101,7 +110,8 @@ std::atomic<int> Threads::ended_{0};
 
 // What goes on beside the threads.
 
-void ForkBeside(Threads& /*threads*/) {
+void ForkBeside(Threads& threads) {
+    threads.AwaitBegun();  // see support/sanitized_children.cpp
     std::array<pid_t, kChildren> children = {};
     for (int i = 0; i < kChildren; ++i) {
         while (board->Returned() < (i + 1) * settings.at / kChildren) {

@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <exception>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -237,14 +238,24 @@ int Fork(int forks, TemporaryDirectory const& directory, std::string const& faul
     appenders.Configure();
     Logger logger("thread.0");
     Log(logger, "0 0 of the parent");  // every log has a line, however soon the forks are over
+    std::atomic<int> begun{0};
     std::vector<std::thread> threads;
+    auto const start = [&](std::function<void()> const& life) {
+        threads.emplace_back([&begun, life] {
+            ++begun;
+            life();
+        });
+    };
     for (int thread = 1; thread <= kThreads; ++thread) {
-        threads.emplace_back(LogUntilTheEnd, thread);
+        start([thread] { LogUntilTheEnd(thread); });
     }
     int failed = 0;
     int failedPrograms = 0;
-    threads.emplace_back([&] { ChangeUntilTheEnd(appenders); });
-    threads.emplace_back([&] { failedPrograms = StartProgramsUntilTheEnd(); });
+    start([&] { ChangeUntilTheEnd(appenders); });
+    start([&] { failedPrograms = StartProgramsUntilTheEnd(); });
+    while (begun < kThreads + 2) {  // see support/sanitized_children.cpp
+        std::this_thread::yield();
+    }
     for (int number = 1; number <= forks; ++number) {
         pid_t const child = ::fork();
         if (child == 0) {
