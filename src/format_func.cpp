@@ -1,6 +1,7 @@
 #include "tarqlog/format_func.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -13,15 +14,17 @@
 
 #include "severity_index.h"
 #include "thread_data.h"
+#include "write_text.h"
 
 namespace tarqlog {
 
 namespace {
 
 constexpr int kFieldBytes = 64;
-constexpr int kTimeBytes = 25;       // "[2023-11-14 22:13:20.123]", as nearly all are
-constexpr int kMillisecondsAt = 21;  // in it
-constexpr int kLongestIdBytes = 24;  // "[t:18446744073709551615]"
+constexpr int kTimeBytes = 25;          // "[2023-11-14 22:13:20.123]", as nearly all are
+constexpr int kMillisecondsAt = 21;     // in it
+constexpr int kLongestIdBytes = 24;     // "[t:18446744073709551615]"
+constexpr std::size_t kTagBytes = 128;  // of one that is put together with the other fields
 
 /// The fields as this thread has last formatted them: most records share the second, and nearly all
 /// the thread id, with the one before.
@@ -107,7 +110,7 @@ std::string::size_type TagBytes(std::vector<std::string> const& parts) {
 void WriteTag(char* tag, std::vector<std::string> const& parts) {
     *tag++ = '(';
     for (std::string const& part : parts) {
-        tag = std::copy(part.begin(), part.end(), tag);
+        tag = WriteText(tag, part);
         *tag++ = '.';
     }
     tag[-1] = ')';  // the last dot, or the opening bracket of an empty tag: "[t:7]):"
@@ -115,8 +118,8 @@ void WriteTag(char* tag, std::vector<std::string> const& parts) {
 }
 
 void FormatHeader(std::string& header, LogRecord const& record, bool full) {
-    char fields[2 + 2 * kFieldBytes];
-    char* end = fields;
+    char line[2 + 2 * kFieldBytes + kTagBytes];
+    char* end = line;
     if (full) {
         *end++ = SeverityToString(record.GetSeverity())[0];
         *end++ = ' ';
@@ -124,9 +127,16 @@ void FormatHeader(std::string& header, LogRecord const& record, bool full) {
     }
     end += WriteThreadId(end, record.GetThreadId());
     std::vector<std::string> const& parts = record.GetTag();
-    std::string::size_type const begin = header.size();
-    header.resize(begin + static_cast<std::string::size_type>(end - fields) + TagBytes(parts));
-    WriteTag(std::copy(fields, end, &header[begin]), parts);
+    auto const fieldBytes = static_cast<std::string::size_type>(end - line);
+    std::string::size_type const tagBytes = TagBytes(parts);
+    if (tagBytes <= kTagBytes) {
+        WriteTag(end, parts);
+        header.append(line, fieldBytes + tagBytes);
+    } else {
+        std::string::size_type const begin = header.size();
+        header.resize(begin + fieldBytes + tagBytes);
+        WriteTag(std::copy(line, end, &header[begin]), parts);
+    }
 }
 
 }  // namespace

@@ -23,11 +23,14 @@
 
 #include "tarqlog/logstream.h"
 
+#include "write_text.h"
+
 namespace tarqlog {
 
 namespace {
 
 constexpr std::size_t kPrintBytes = 512;   // longer texts are formatted into the record itself
+constexpr std::size_t kPlainBytes = 1000;  // of short pieces that are appended together
 constexpr std::size_t kNumberBytes = 128;  // six digits, or all of the longest integer
 constexpr double kNsPerSecond = 1e9;
 constexpr long long kEnd = std::numeric_limits<long long>::max();
@@ -73,6 +76,45 @@ std::to_chars_result ToText(char* begin, char* end, const void* address) {
         *begin++ = 'x';
     }
     return std::to_chars(begin, end, number, kBase);
+}
+
+using PlainArgument = LogStatement::PlainArgument;
+
+constexpr std::size_t kPlainNumberBytes = 20;  // of the longest, with its sign
+
+/// What an argument of kText says.
+std::string_view TextOf(PlainArgument const& argument) {
+    return {argument.text, static_cast<std::size_t>(argument.value)};
+}
+
+/// How many bytes the argument takes at the most.
+std::size_t MostBytes(PlainArgument const& argument) {
+    return argument.kind == PlainArgument::kText ? TextOf(argument).size() : kPlainNumberBytes;
+}
+
+/// Returns the end of what is written, where there is room for MostBytes().
+char* WritePlain(char* place, PlainArgument const& argument) {
+    if (argument.kind == PlainArgument::kText) {
+        return WriteText(place, TextOf(argument));
+    }
+    char* const end = place + kPlainNumberBytes;
+    if (argument.kind == PlainArgument::kNegativeNumber) {
+        *place++ = '-';
+    }
+    return std::to_chars(place, end, argument.value).ptr;
+}
+
+/// Hands over a format and its arguments in their order.
+template <class PutText, class PutArgument>
+void ForEachPiece(const char* format, unsigned short const* fields, PlainArgument const* arguments,
+                  std::size_t count, PutText putText, PutArgument putArgument) {
+    std::size_t begin = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        putText(std::string_view(format + begin, fields[i] - begin));
+        putArgument(arguments[i]);
+        begin = fields[i] + std::strlen("{}");
+    }
+    putText(std::string_view(format + begin, fields[count] - begin));
 }
 
 }  // namespace
@@ -124,9 +166,37 @@ void LogStatement::Append(const char* text, std::size_t size) {
     }
 }
 
-char* LogStatement::WriteDigits(char* text, unsigned long long value) {
-    constexpr int kMostDigits = std::numeric_limits<unsigned long long>::digits10 + 1;
-    return std::to_chars(text, text + kMostDigits, value).ptr;
+bool LogStatement::PrintPlain(const char* format, unsigned short const* fields,
+                              PlainArgument const* arguments, std::size_t count) {
+    std::size_t most = fields[count];
+    for (std::size_t i = 0; i < count; ++i) {
+        if (arguments[i].kind == PlainArgument::kNull) {
+            return false;
+        }
+        most += MostBytes(arguments[i]);
+    }
+    if (most <= kPlainBytes) {
+        char text[kPlainBytes];
+        char* end = text;
+        ForEachPiece(
+            format, fields, arguments, count,
+            [&](std::string_view piece) { end = WriteText(end, piece); },
+            [&](PlainArgument const& argument) { end = WritePlain(end, argument); });
+        Append(text, static_cast<std::size_t>(end - text));
+    } else {
+        ForEachPiece(
+            format, fields, arguments, count,
+            [&](std::string_view piece) { Append(piece.data(), piece.size()); },
+            [&](PlainArgument const& argument) {
+                if (argument.kind == PlainArgument::kText) {
+                    Append(argument.text, TextOf(argument).size());
+                } else {
+                    char number[kPlainNumberBytes];
+                    Append(number, static_cast<std::size_t>(WritePlain(number, argument) - number));
+                }
+            });
+    }
+    return true;
 }
 
 void LogStatement::AppendLocation(const char* file, int line) {
@@ -331,7 +401,7 @@ LogStreamStatement& LogStreamStatement::Text(const char* text, std::size_t size)
     if (stream_ != nullptr) {
         stream_->stream << std::string_view(text, size);
     } else if (size <= kStreamBytes) {
-        std::copy_n(text, size, Room(size));  // null when it is empty
+        WriteText(Room(size), {text, size});
         size_ += size;
     } else {
         Flush();

@@ -29,16 +29,23 @@ LogRecord& LogRecord::operator=(LogRecord const& other) = default;
 
 void LogRecord::WriteData(const char* data, int size) {
     std::size_t const whole = data_.size() + static_cast<std::size_t>(size);
-    if (whole <= data_.capacity()) {
-        data_.insert(data_.end(), data, data + size);
-        return;
-    }
+    bool const fits = whole <= data_.capacity();
     // One more, or the logger's NUL would make a text that just fits grow again.
-    std::vector<char> grown;
-    grown.reserve(std::max(whole + 1, 2 * data_.capacity()));
-    grown.insert(grown.end(), data_.begin(), data_.end());
-    grown.insert(grown.end(), data, data + size);  // which may lie in the old text
-    data_.swap(grown);
+    std::size_t const larger = std::max(whole + 1, 2 * data_.capacity());
+    if (data_.empty()) {  // as most texts come in one piece; this is the short way for it
+        if (!fits) {
+            data_.reserve(larger);
+        }
+        data_.assign(data, data + size);
+    } else if (fits) {
+        data_.insert(data_.end(), data, data + size);
+    } else {
+        std::vector<char> grown;
+        grown.reserve(larger);
+        grown.insert(grown.end(), data_.begin(), data_.end());
+        grown.insert(grown.end(), data, data + size);  // which may lie in the old text
+        data_.swap(grown);
+    }
 }
 
 void LogRecord::Resize(unsigned long size) {

@@ -152,9 +152,12 @@ TEST_F(FormatFuncTest, TagPartsAreWrittenAsTheyAre) {
 }
 
 TEST_F(FormatFuncTest, TagOfAnyLengthIsWrittenWhole) {
-    std::string const part(1000, 'p');
-
-    EXPECT_EQ(ShortHeader({part, "io"}), "[t:4242](" + part + ".io):");
+    for (std::string::size_type const length : {1U, 121U, 122U, 123U, 124U, 1000U}) {
+        SCOPED_TRACE(length);
+        std::string const part(length, 'p');
+        EXPECT_EQ(ShortHeader({part, "io"}), "[t:4242](" + part + ".io):");
+        EXPECT_EQ(ShortHeader({"io", part}), "[t:4242](io." + part + "):");
+    }
 }
 
 TEST_F(FormatFuncTest, EachSeverityHasItsLetter) {

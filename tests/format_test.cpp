@@ -205,10 +205,16 @@ TEST_F(FormatStatementTest, FormatThatIsLongerThanAShortCountsIsLeftToFmt) {
 }
 
 TEST_F(FormatStatementTest, TextOfAnyLengthIsWholeAndFormattedOnce) {
-    for (std::size_t const length : {0UL, 255UL, 256UL, 257UL, 999UL, 1000UL, 1001UL, 1000000UL}) {
+    std::vector<std::size_t> lengths = {255, 256, 257,  980,  996,    997,
+                                        998, 999, 1000, 1001, 1000000};
+    for (std::size_t length = 0; length < 40; ++length) {
+        lengths.push_back(length);
+    }
+    for (std::size_t const length : lengths) {
         SCOPED_TRACE(length);
-        std::string const text(length, 'x');
+        std::string const text = Letters(length);
         EXPECT_EQ(TextOfOne([&](Logger& log) { TARQLOG_INFO_F(log, "{}.", text); }), text + '.');
+        EXPECT_AS_FMT("{}{}-{}{}{}", LLONG_MIN, text, ULLONG_MAX, 'c', -1);
     }
     static int formatted = 0;
     Willing const counting{[] { ++formatted; }};
@@ -247,9 +253,15 @@ TEST_F(FormatStatementTest, PassesOnLackOfMemory) {
     Logger logger("a");
     ASSERT_TRUE(logger.HasSink(kInfo));
     std::string const large(5000, 'x');
-    for (unsigned long const allowed : {0UL, 1UL}) {
+    for (unsigned long const allowed :
+         {0UL, 1UL}) {  // 1: there is a record, but not all of its text
         AllocationLimit const limit(allowed);
         EXPECT_THROW(TARQLOG_INFO_F(logger, "{}", large), std::bad_alloc);
+        EXPECT_EQ(limit.Refused(), 1UL);
+    }
+    for (unsigned long const allowed : {0UL, 1UL}) {
+        AllocationLimit const limit(allowed);
+        EXPECT_THROW(TARQLOG_INFO_F(logger, "{:5000}", large), std::bad_alloc);
         EXPECT_GE(limit.Refused(), 1UL);
     }
     Willing const starving{[] { throw std::bad_alloc(); }};

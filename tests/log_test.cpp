@@ -625,7 +625,7 @@ TEST(LogStreamStatementTest, PrintsAnyNumberAsAStreamDoes) {
 TEST(LogStreamStatementTest, TextOfAnyLengthIsWholeAndInOrder) {
     for (std::size_t length = 0; length < 900; ++length) {
         SCOPED_TRACE(length);
-        std::string const text(length, 'x');
+        std::string const text = Letters(length);
         EXPECT_SAME_BYTES(1 << text << 2 << text.c_str() << -3 << "literal" << 4.5 << text << 'c');
         EXPECT_SAME_BYTES("a" << text << std::hex << 255 << text);
     }

@@ -145,6 +145,11 @@ TEST(LogRecordTest, WrittenBytesAreNotInterpreted) {
     Write(record, bytes);
 
     EXPECT_EQ(RawText(record), bytes);
+
+    record.Resize(1);  // there is room behind it
+    Write(record, bytes);
+
+    EXPECT_EQ(RawText(record), bytes.substr(0, 1) + bytes);
 }
 
 TEST(LogRecordTest, WritingNothingChangesNothing) {

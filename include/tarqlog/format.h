@@ -44,40 +44,16 @@ namespace log_format {
 /// Collects a text on the stack, and what is longer in as few pieces as may be.
 class Collector {
 public:
-    explicit Collector(LogStatement& statement) : isLost_(false), statement_(statement), size_(0) {
-        text_[0] = '\0';  // or GCC takes an empty text for one that was forgotten
-    }
+    explicit Collector(LogStatement& statement) : isLost_(false), statement_(statement), size_(0) {}
 
     Collector(Collector const&) = delete;
     Collector& operator=(Collector const&) = delete;
 
-    /// Where `size` bytes have room; they are no more than there can be.
-    char* Room(std::size_t size) {
-        if (size > sizeof text_ - size_) {
-            Flush();
-        }
-        return text_ + size_;
-    }
-
-    /// Takes `size` bytes that were written where there was room.
-    void Take(std::size_t size) { size_ += size; }
-
     void Put(char character) {
-        *Room(1) = character;
-        Take(1);
-    }
-
-    void Put(const char* text, std::size_t size) {
-        if (size == 0) {
-            return;  // the text may be null
-        }
-        if (size <= sizeof text_) {
-            std::memcpy(Room(size), text, size);
-            Take(size);
-        } else {
+        if (size_ == sizeof text_) {
             Flush();
-            isLost_ = !statement_.TryAppend(text, size) || isLost_;
         }
+        text_[size_++] = character;
     }
 
     /// Never throws: {fmt} writes what is left from a destructor.
@@ -211,37 +187,29 @@ constexpr bool ArePlain() {
     return true;
 }
 
-inline void Put(Collector& collector, char value) {
-    collector.Put(value);
+using PlainArgument = LogStatement::PlainArgument;
+
+inline PlainArgument ToPlain(char const& value) {
+    return {&value, 1, PlainArgument::kText};
 }
 
-inline void Put(Collector& collector, unsigned long long value) {
-    char* const text = collector.Room(20);
-    collector.Take(static_cast<std::size_t>(LogStatement::WriteDigits(text, value) - text));
+inline PlainArgument ToPlain(unsigned long long value) {
+    return {nullptr, value, PlainArgument::kNumber};
 }
 
-inline void Put(Collector& collector, long long value) {
+inline PlainArgument ToPlain(long long value) {
     auto const bits = static_cast<unsigned long long>(value);
-    if (value < 0) {
-        collector.Put('-');
-    }
-    Put(collector, value < 0 ? 0 - bits : bits);
+    return value < 0 ? PlainArgument{nullptr, 0 - bits, PlainArgument::kNegativeNumber}
+                     : PlainArgument{nullptr, bits, PlainArgument::kNumber};
 }
 
-inline void Put(Collector& collector, fmt::string_view value) {
-    collector.Put(value.data(), value.size());
+inline PlainArgument ToPlain(fmt::string_view value) {
+    return {value.data(), value.size(), PlainArgument::kText};
 }
 
-inline void Put(Collector& collector, const char* value) {
-    collector.Put(value, std::strlen(value));
-}
-
-template <class Value>
-constexpr bool IsNull(Value) {
-    return false;
-}
-constexpr bool IsNull(const char* value) {
-    return value == nullptr;
+inline PlainArgument ToPlain(const char* value) {
+    return value != nullptr ? PlainArgument{value, std::strlen(value), PlainArgument::kText}
+                            : PlainArgument{nullptr, 0, PlainArgument::kNull};
 }
 
 inline bool WriteNull(LogStatement& statement, void const*) {
@@ -250,31 +218,14 @@ inline bool WriteNull(LogStatement& statement, void const*) {
     return true;
 }
 
-inline bool RunOutOfMemory(LogStatement&, void const*) {
-    return false;
-}
-
 /// Writes a format whose fields are known and whose arguments are plain: {fmt} would look for the
 /// fields each time, and ask each argument what it is.
 template <class... Values>
 __attribute__((noinline)) void PrintPlain(LogStatement& statement, fmt::string_view format,
                                           unsigned short const* fields, Values... values) {
-    bool isAnyNull = false;
-    Collector collector(statement);
-    std::size_t begin = 0;
-    int const done[] = {0, (isAnyNull = isAnyNull || IsNull(values), 0)...};
-    if (isAnyNull) {
+    PlainArgument const arguments[] = {PlainArgument(), ToPlain(values)...};
+    if (!statement.PrintPlain(format.data(), fields, arguments + 1, sizeof...(Values))) {
         statement.Guard(WriteNull, nullptr);
-        return;
-    }
-    int const written[] = {0, (collector.Put(format.data() + begin, *fields - begin),
-                               Put(collector, values), begin = *fields++ + 2U, 0)...};
-    static_cast<void>(done);
-    static_cast<void>(written);
-    collector.Put(format.data() + begin, format.size() - begin);
-    collector.Flush();
-    if (collector.IsLost()) {
-        statement.Guard(RunOutOfMemory, nullptr);
     }
 }
 

@@ -167,8 +167,20 @@ public:
 
     TARQLOG_API void Append(const char* text, std::size_t size);
 
-    /// Writes the digits of `value` to `text`, where there is room for 20, and returns their end.
-    TARQLOG_API static char* WriteDigits(char* text, unsigned long long value);
+    /// What "{}" shows as digits or as it is.
+    struct PlainArgument {
+        enum Kind { kText, kNumber, kNegativeNumber, kNull };
+
+        const char* text;          // of kText
+        unsigned long long value;  // its size, or the number without its sign
+        Kind kind;
+    };
+
+    /// Appends a format whose fields are one "{}" for each argument, the first at `fields[0]`;
+    /// behind the last of them is the format's end. False, and nothing is appended, when one is
+    /// kNull.
+    TARQLOG_API bool PrintPlain(const char* format, unsigned short const* fields,
+                                PlainArgument const* arguments, std::size_t count);
 
     /// Pushes the record and destroys it; the statement wants no other.
     void Push() {

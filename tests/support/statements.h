@@ -23,6 +23,15 @@ inline boost::shared_ptr<NotingAppender> AddNotingSink(Severity severity = kAllS
     return appender;
 }
 
+/// A text of so many bytes in which no byte can take its neighbour's place unnoticed.
+inline std::string Letters(std::size_t length) {
+    std::string text(length, ' ');
+    for (std::size_t i = 0; i < length; ++i) {
+        text[i] = static_cast<char>('a' + i % 26);
+    }
+    return text;
+}
+
 /// Where a statement gets what it prints, and whether it may, if it has a condition.
 struct Source {
     std::function<int()> argument;
