@@ -8,6 +8,7 @@
 #include "tarqlog/logrecord.h"
 #include "tarqlog/scoped_lock.h"
 #include "tarqlog/sink_entry.h"
+#include "tarqlog/thread_mutex.h"
 #include "tarqlog/thread_shared_mutex.h"
 
 #include "split_to_parts.h"
@@ -27,6 +28,7 @@ private:
     std::vector<std::string> parts_;  // fixed after construction, records point at it
     std::vector<SinkEntry> sinks_ TARQLOG_GUARDED_BY(mutex_);
     mutable threads::SharedMutex mutex_;
+    threads::ThreadMutex turn_;  // to refresh; before mutex_
 };
 
 LoggerImpl::LoggerImpl(const char* tag, bool underscoreAsDot, Logger::View& view)
@@ -49,10 +51,13 @@ void LoggerImpl::PushRecord(LogRecord& record) const {
 
 void LoggerImpl::UpdateCache() {
     core_->StepAside();
-    threads::ScopedLock const lock(mutex_);
+    // Who is late must not wait for mutex_: with enough threads that push what the first refresh
+    // has let through, it is never free. The first one waits only for pushes that are dropped.
+    threads::ScopedLock const turn(turn_);
     if (view_.generation.load(std::memory_order_relaxed) == core_->GetConfigGeneration()) {
         return;  // another thread was here first
     }
+    threads::ScopedLock const lock(mutex_);
     unsigned int const generation = core_->CollectSinks(sinks_, parts_);
     Severity mask = Severity();
     for (SinkEntry const& entry : sinks_) {

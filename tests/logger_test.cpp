@@ -9,9 +9,11 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <deque>
+#include <future>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -379,6 +381,28 @@ TEST(LoggerTest, QuestionIsAnsweredWhileAnotherThreadIsStuckInAnAppender) {
     EXPECT_FALSE(logger.HasSink(kError));
 
     appender->mayLeave.Set();
+    stuck.join();
+}
+
+TEST(LoggerTest, WhoIsLateToARefreshDoesNotWaitForWhatIsBeingPushed) {
+    auto const appender = boost::make_shared<StuckAppender>();
+    LogCore::Get()->AddSink(RootRule(kInfo), SinkOf(appender));
+    Logger logger("a");
+    Barrier barrier;
+    std::future<bool> late = std::async(std::launch::async, [&] {
+        beforeNextLock = &barrier;
+        return logger.HasSink(kInfo);
+    });
+    barrier.reached.Wait();  // it has seen that there was no refresh yet
+
+    std::thread stuck([&] { Log(logger, kInfo, "x"); });
+    appender->inside.Wait();
+    barrier.mayPass.Set();
+
+    constexpr std::chrono::seconds kPatience{20};
+    EXPECT_EQ(late.wait_for(kPatience), std::future_status::ready);
+    appender->mayLeave.Set();
+    EXPECT_TRUE(late.get());
     stuck.join();
 }
 

@@ -4,6 +4,7 @@
 #include <sched.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace tarqlog {
 
@@ -11,6 +12,18 @@ Fault exclusiveLocks;
 Fault sharedLocks;
 Fault mutexLocks;
 Fault conditionWaits;
+thread_local Barrier* beforeNextLock = nullptr;
+
+namespace {
+
+void WaitAtBarrier() {
+    if (Barrier* const barrier = std::exchange(beforeNextLock, nullptr)) {
+        barrier->reached.Set();
+        barrier->mayPass.Wait();
+    }
+}
+
+}  // namespace
 
 void AwaitCalls(Fault const& fault, long calls) {
     while (fault.Calls() < calls) {
@@ -24,6 +37,7 @@ void AwaitCalls(Fault const& fault, long calls) {
 
 extern "C" int pthread_rwlock_wrlock(pthread_rwlock_t* lock) {
     static auto* const next = TARQLOG_NEXT(pthread_rwlock_wrlock);
+    tarqlog::WaitAtBarrier();
     return tarqlog::exclusiveLocks.Strikes() ? EDEADLK : next(lock);
 }
 
@@ -34,6 +48,7 @@ extern "C" int pthread_rwlock_rdlock(pthread_rwlock_t* lock) {
 
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) {
     static auto* const next = TARQLOG_NEXT(pthread_mutex_lock);
+    tarqlog::WaitAtBarrier();
     return tarqlog::mutexLocks.Strikes() ? EDEADLK : next(mutex);
 }
 
