@@ -1,9 +1,11 @@
 // What the child of a fork may do, and what it leaves to its parent.
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -391,19 +393,33 @@ TEST_F(ForkTest, AppenderMayStartPrograms) {
 
 TEST_F(ForkTest, OtherHandlersOfTheForkMayLog) {
     static Logger* logger = nullptr;
+    static std::array<int, 2> turns{};  // a pipe: two processes would tear each other's lines
     Logger ownLogger("core");
     logger = &ownLogger;
 
     int const failed =
         RunInChild([&] {
+            if (::pipe2(turns.data(), O_CLOEXEC) != 0) {
+                return 1;
+            }
             Add(boost::make_shared<FileAppender>(path_, 0, 0, FileAppender::kAppendMode));
-            ::pthread_atfork([] { Push(*logger, "before"); }, [] { Push(*logger, "after"); },
-                             [] { Push(*logger, "after"); });
+            ::pthread_atfork([] { Push(*logger, "before"); },
+                             [] {
+                                 Push(*logger, "of the parent");
+                                 ::close(turns[1]);
+                             },
+                             [] {
+                                 ::close(turns[1]);
+                                 char none = '\0';
+                                 if (::read(turns[0], &none, 1) == 0) {
+                                     Push(*logger, "of the child");
+                                 }
+                             });
             return StatusOfChild([] { return 0; });
         }).exitStatus;
 
     EXPECT_EQ(failed, 0);
-    EXPECT_EQ(TextsOf(ReadWholeFile(path_)), "before\nafter\nafter\n");
+    EXPECT_EQ(TextsOf(ReadWholeFile(path_)), "before\nof the parent\nof the child\n");
 }
 
 TEST_F(ForkTest, ThreadThatIsToBeCancelledForksAllTheSame) {
