@@ -26,9 +26,10 @@ function(tarqlog_own_code target)
 endfunction()
 
 # What is installed stops at a broken stack or an overrun buffer instead of going on, and its tables
-# of addresses are read-only once it is loaded. Call tarqlog_own_code() too.
+# of addresses are filled in and read-only once it is loaded, so that calls need no stubs that would
+# fill them in. Call tarqlog_own_code() too.
 function(tarqlog_harden target)
-    target_compile_options(${target} PRIVATE -fstack-protector-strong)
+    target_compile_options(${target} PRIVATE -fstack-protector-strong -fno-plt)
     # Only optimised code knows the sizes of its buffers. The sanitizers look for themselves, and
     # whoever asks for another level in CXXFLAGS or CPPFLAGS gets it.
     if(NOT TARQLOG_SANITIZE AND NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE|-O0")

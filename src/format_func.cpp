@@ -29,7 +29,7 @@ constexpr std::size_t kTagBytes = 128;  // of one that is put together with the 
 /// The fields as this thread has last formatted them: most records share the second, and nearly all
 /// the thread id, with the one before.
 struct Remembered {
-    long seconds;
+    long long second;  // when it began, in milliseconds
     unsigned long threadId;
     char time[kTimeBytes];  // of some millisecond
     char id[kLongestIdBytes];
@@ -61,22 +61,23 @@ int FormatTime(char* field, std::tm const& time, int milliseconds) {
 
 /// Writes the field to `field`, where there is room for kFieldBytes. Returns its length.
 int WriteTime(char* field, long long timeMs) {
-    auto const seconds = static_cast<long>(timeMs / 1000);
-    int const milliseconds = static_cast<int>(timeMs % 1000);  // negative before 1970, printed so
     Remembered& last = remembered;
-    if (last.hasTime && seconds == last.seconds && milliseconds >= 0) {
+    auto const past =
+        static_cast<unsigned long long>(timeMs) - static_cast<unsigned long long>(last.second);
+    if (past < 1000 && last.hasTime) {
         std::memcpy(field, last.time, kTimeBytes);
+        auto const milliseconds = static_cast<unsigned int>(past);
         field[kMillisecondsAt] = static_cast<char>('0' + milliseconds / 100);
-        field[kMillisecondsAt + 1] = static_cast<char>('0' + milliseconds / 10 % 10);
-        field[kMillisecondsAt + 2] = static_cast<char>('0' + milliseconds % 10);
+        WritePair(field + kMillisecondsAt + 1, milliseconds % 100);
         return kTimeBytes;
     }
+    int const milliseconds = static_cast<int>(timeMs % 1000);  // negative before 1970, printed so
     std::tm time = {};  // what GmTime() cannot fill in reads as zero
-    bool const isKnown = LogSysInfo::GmTime(seconds, &time);
+    bool const isKnown = LogSysInfo::GmTime(static_cast<long>(timeMs / 1000), &time);
     int const length = FormatTime(field, time, milliseconds);
-    if (isKnown && length == kTimeBytes) {
+    if (isKnown && length == kTimeBytes && timeMs >= 0) {
         std::memcpy(last.time, field, kTimeBytes);
-        last.seconds = seconds;
+        last.second = timeMs - milliseconds;
         last.hasTime = true;
     }
     return length;
@@ -129,13 +130,16 @@ void FormatHeader(std::string& header, LogRecord const& record, bool full) {
     std::vector<std::string> const& parts = record.GetTag();
     auto const fieldBytes = static_cast<std::string::size_type>(end - line);
     std::string::size_type const tagBytes = TagBytes(parts);
-    if (tagBytes <= kTagBytes) {
-        WriteTag(end, parts);
-        header.append(line, fieldBytes + tagBytes);
-    } else {
+    bool const isLong = tagBytes > kTagBytes;
+    char* tag = end;
+    if (isLong) {
         std::string::size_type const begin = header.size();
         header.resize(begin + fieldBytes + tagBytes);
-        WriteTag(std::copy(line, end, &header[begin]), parts);
+        tag = std::copy(line, end, &header[begin]);
+    }
+    WriteTag(tag, parts);
+    if (!isLong) {
+        header.append(line, fieldBytes + tagBytes);
     }
 }
 

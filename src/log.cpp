@@ -30,7 +30,6 @@ namespace tarqlog {
 namespace {
 
 constexpr std::size_t kPrintBytes = 512;   // longer texts are formatted into the record itself
-constexpr std::size_t kPlainBytes = 1000;  // of short pieces that are appended together
 constexpr std::size_t kNumberBytes = 128;  // six digits, or all of the longest integer
 constexpr double kNsPerSecond = 1e9;
 constexpr long long kEnd = std::numeric_limits<long long>::max();
@@ -59,7 +58,12 @@ std::to_chars_result ToText(char* begin, char* end, Number value) {
         constexpr int kPrecision = 6;
         return std::to_chars(begin, end, value, std::chars_format::general, kPrecision);
     } else {
-        return std::to_chars(begin, end, value);
+        bool const isNegative = value < 0;
+        auto const bits = static_cast<unsigned long long>(value);
+        if (isNegative) {
+            *begin++ = '-';
+        }
+        return {WriteNumber(begin, isNegative ? 0 - bits : bits), std::errc()};
     }
 }
 
@@ -80,28 +84,31 @@ std::to_chars_result ToText(char* begin, char* end, const void* address) {
 
 using PlainArgument = LogStatement::PlainArgument;
 
-constexpr std::size_t kPlainNumberBytes = 20;  // of the longest, with its sign
+/// Appends more than a record takes at once.
+[[gnu::noinline]] void AppendInPieces(LogRecord& record, const char* text, std::size_t size) {
+    LogRecordStreamBuf(record).sputn(text, static_cast<std::streamsize>(size));
+}
+
+static_assert(LogStatement::kMostPlainDigits >= kMostDigits, "a number needs more room");
+
+bool IsNull(PlainArgument const& argument) {
+    return argument.kind == PlainArgument::kNull;
+}
 
 /// What an argument of kText says.
 std::string_view TextOf(PlainArgument const& argument) {
     return {argument.text, static_cast<std::size_t>(argument.value)};
 }
 
-/// How many bytes the argument takes at the most.
-std::size_t MostBytes(PlainArgument const& argument) {
-    return argument.kind == PlainArgument::kText ? TextOf(argument).size() : kPlainNumberBytes;
-}
-
-/// Returns the end of what is written, where there is room for MostBytes().
+/// Returns the end of what is written.
 char* WritePlain(char* place, PlainArgument const& argument) {
     if (argument.kind == PlainArgument::kText) {
         return WriteText(place, TextOf(argument));
     }
-    char* const end = place + kPlainNumberBytes;
     if (argument.kind == PlainArgument::kNegativeNumber) {
         *place++ = '-';
     }
-    return std::to_chars(place, end, argument.value).ptr;
+    return WriteNumber(place, argument.value);
 }
 
 /// Hands over a format and its arguments in their order.
@@ -159,43 +166,39 @@ void LogStatement::Deliver() {
 }
 
 void LogStatement::Append(const char* text, std::size_t size) {
-    if (size > INT_MAX) {  // more than a record takes at once
-        LogRecordStreamBuf(record_).sputn(text, static_cast<std::streamsize>(size));
+    if (size > INT_MAX) {
+        AppendInPieces(record_, text, size);
     } else {
         record_.WriteData(text, static_cast<int>(size));
     }
 }
 
 bool LogStatement::PrintPlain(const char* format, unsigned short const* fields,
-                              PlainArgument const* arguments, std::size_t count) {
-    std::size_t most = fields[count];
-    for (std::size_t i = 0; i < count; ++i) {
-        if (arguments[i].kind == PlainArgument::kNull) {
-            return false;
-        }
-        most += MostBytes(arguments[i]);
-    }
-    if (most <= kPlainBytes) {
-        char text[kPlainBytes];
+                              PlainArgument const* arguments, std::size_t count, std::size_t most) {
+    if (fields[count] + most <= kMostPlainBytes) {
+        char text[kMostPlainBytes];
         char* end = text;
         ForEachPiece(
             format, fields, arguments, count,
             [&](std::string_view piece) { end = WriteText(end, piece); },
             [&](PlainArgument const& argument) { end = WritePlain(end, argument); });
         Append(text, static_cast<std::size_t>(end - text));
-    } else {
-        ForEachPiece(
-            format, fields, arguments, count,
-            [&](std::string_view piece) { Append(piece.data(), piece.size()); },
-            [&](PlainArgument const& argument) {
-                if (argument.kind == PlainArgument::kText) {
-                    Append(argument.text, TextOf(argument).size());
-                } else {
-                    char number[kPlainNumberBytes];
-                    Append(number, static_cast<std::size_t>(WritePlain(number, argument) - number));
-                }
-            });
+        return true;
     }
+    if (std::any_of(arguments, arguments + count, IsNull)) {
+        return false;
+    }
+    ForEachPiece(
+        format, fields, arguments, count,
+        [&](std::string_view piece) { Append(piece.data(), piece.size()); },
+        [&](PlainArgument const& argument) {
+            if (argument.kind == PlainArgument::kText) {
+                Append(argument.text, TextOf(argument).size());
+            } else {
+                char number[kMostPlainDigits];
+                Append(number, static_cast<std::size_t>(WritePlain(number, argument) - number));
+            }
+        });
     return true;
 }
 
@@ -279,14 +282,6 @@ struct LogStreamStatement::RealStream {
     LogStream stream;
 };
 
-/// Where `size` bytes have room, if they are no more than there can be.
-char* LogStreamStatement::Room(std::size_t size) {
-    if (size > kStreamBytes - size_) {
-        Flush();
-    }
-    return place_ + size_;
-}
-
 void LogStreamStatement::Flush() {
     Append(place_, size_);
     size_ = 0;
@@ -298,6 +293,7 @@ std::ostream& LogStreamStatement::Stream() {
     if (stream_ == nullptr) {
         Flush();
         stream_ = new (place_) RealStream(Record());
+        size_ = kStreamBytes;  // no room for text
     }
     return stream_->stream;
 }
@@ -316,23 +312,28 @@ void LogStreamStatement::DeliverLine() {
     Deliver();
 }
 
-/// Whether numbers need no stream. Like a stream the statement keeps to the locale that it has
-/// found.
-bool LogStreamStatement::TakesNumbers() {
-    if (!isClassic_ && stream_ == nullptr) {
-        isClassic_ = IsGlobalLocaleClassic();
-    }
-    return isClassic_ && stream_ == nullptr;
-}
-
 template <class Number>
 LogStreamStatement& LogStreamStatement::Insert(Number value) {
-    if (!TakesNumbers()) {
-        Stream() << value;
+    if (kNumberBytes <= kStreamBytes - size_ && isClassic_) {
+        char* const text = place_ + size_;
+        size_ += static_cast<std::size_t>(ToText(text, text + kNumberBytes, value).ptr - text);
         return *this;
     }
-    char* const text = Room(kNumberBytes);
-    size_ += static_cast<std::size_t>(ToText(text, text + kNumberBytes, value).ptr - text);
+    return InsertFirst(value);
+}
+
+/// Inserts a number for which there is no room yet, or which may need the stream. Like a stream the
+/// statement keeps to the locale that it has found. Out of the way of the others.
+template <class Number>
+[[gnu::noinline]] LogStreamStatement& LogStreamStatement::InsertFirst(Number value) {
+    if (stream_ == nullptr && (isClassic_ || IsGlobalLocaleClassic())) {
+        isClassic_ = true;
+        if (kNumberBytes > kStreamBytes - size_) {
+            Flush();
+        }
+        return Insert(value);
+    }
+    Stream() << value;
     return *this;
 }
 
@@ -398,11 +399,18 @@ LogStreamStatement& LogStreamStatement::CString(const char* text) {
 }
 
 LogStreamStatement& LogStreamStatement::Text(const char* text, std::size_t size) {
+    if (size < kStreamBytes - size_) {
+        WriteText(place_ + size_, {text, size});
+        size_ += size;
+        return *this;
+    }
+    return TextWithoutRoom(text, size);
+}
+
+[[gnu::noinline]] LogStreamStatement& LogStreamStatement::TextWithoutRoom(const char* text,
+                                                                          std::size_t size) {
     if (stream_ != nullptr) {
         stream_->stream << std::string_view(text, size);
-    } else if (size <= kStreamBytes) {
-        WriteText(Room(size), {text, size});
-        size_ += size;
     } else {
         Flush();
         Append(text, size);

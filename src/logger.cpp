@@ -15,6 +15,12 @@
 
 namespace tarqlog {
 
+namespace {
+
+constexpr char kTextEnd = '\0';
+
+}  // namespace
+
 class LoggerImpl {
 public:
     LoggerImpl(const char* tag, bool underscoreAsDot, Logger::View& view);
@@ -43,7 +49,7 @@ LoggerImpl::LoggerImpl(const char* tag, bool underscoreAsDot, Logger::View& view
 
 void LoggerImpl::PushRecord(LogRecord& record) const {
     record.tag_ = &parts_;
-    record.data_.push_back('\0');
+    record.data_.push_back(kTextEnd);
     core_->StepAside();
     threads::ScopedSharedLock const lock(mutex_);
     core_->Deliver(view_.generation.load(std::memory_order_relaxed), sinks_, record);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 
 #include "tarqlog/logsysinfo.h"
 
@@ -28,24 +29,21 @@ LogRecord::LogRecord(LogRecord const& other) = default;
 LogRecord& LogRecord::operator=(LogRecord const& other) = default;
 
 void LogRecord::WriteData(const char* data, int size) {
-    std::size_t const whole = data_.size() + static_cast<std::size_t>(size);
-    bool const fits = whole <= data_.capacity();
-    // One more, or the logger's NUL would make a text that just fits grow again.
-    std::size_t const larger = std::max(whole + 1, 2 * data_.capacity());
-    if (data_.empty()) {  // as most texts come in one piece; this is the short way for it
-        if (!fits) {
-            data_.reserve(larger);
-        }
-        data_.assign(data, data + size);
-    } else if (fits) {
-        data_.insert(data_.end(), data, data + size);
-    } else {
-        std::vector<char> grown;
-        grown.reserve(larger);
-        grown.insert(grown.end(), data_.begin(), data_.end());
-        grown.insert(grown.end(), data, data + size);  // which may lie in the old text
-        data_.swap(grown);
+    auto const bytes = static_cast<std::size_t>(size);
+    if (bytes > data_.capacity() - data_.size()) {
+        data = MakeRoom(data, bytes);
     }
+    data_.insert(data_.end(), data, data + bytes);
+}
+
+/// Returns where `data` is then, which may lie in the text that moves.
+[[gnu::noinline]] const char* LogRecord::MakeRoom(const char* data, std::size_t size) {
+    bool const isOwn =
+        std::less_equal<>()(data_.data(), data) && std::less<>()(data, data_.data() + data_.size());
+    std::ptrdiff_t const begin = isOwn ? data - data_.data() : 0;
+    // One more, or the logger's NUL would make a text that just fits grow again.
+    data_.reserve(std::max(data_.size() + size + 1, 2 * data_.capacity()));
+    return isOwn ? data_.data() + begin : data;
 }
 
 void LogRecord::Resize(unsigned long size) {

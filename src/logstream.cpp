@@ -40,10 +40,12 @@ LogRecordStreamBuf::int_type LogRecordStreamBuf::overflow(int_type character) {
 }
 
 std::streamsize LogRecordStreamBuf::xsputn(const char* text, std::streamsize size) {
-    for (std::streamsize written = 0; written < size;) {
-        std::streamsize const piece = std::min<std::streamsize>(size - written, INT_MAX);
-        record_->WriteData(text + written, static_cast<int>(piece));
-        written += piece;
+    std::streamsize left = size;
+    for (; left > INT_MAX; left -= INT_MAX, text += INT_MAX) {
+        record_->WriteData(text, INT_MAX);
+    }
+    if (left > 0) {
+        record_->WriteData(text, static_cast<int>(left));
     }
     return size;
 }

@@ -22,11 +22,9 @@ public:
     /// Returns at once when no writer is waiting. A relaxed load is enough: who reads an old 0
     /// begins one more delivery, and reads the announcement the next time.
     void StepAside() {
-        if (pending_.load(std::memory_order_relaxed) == 0 || threads::HeldLocks() != 0) {
-            return;
+        if (pending_.load(std::memory_order_relaxed) != 0) {
+            WaitForThoseAnnounced();
         }
-        std::unique_lock<std::mutex> lock(mutex_);
-        WaitForWriters(lock, done_ + pending_.load(std::memory_order_relaxed));
     }
 
     /// Announces a writer and waits until those before it are done, unless this thread holds a lock
@@ -87,6 +85,14 @@ private:
         if (threads::HeldLocks() == 0) {
             std::unique_lock<std::mutex> lock(mutex_);
             WaitForWriters(lock, before);
+        }
+    }
+
+    /// Out of the way of each record: there is hardly ever a writer.
+    [[gnu::noinline]] void WaitForThoseAnnounced() {
+        if (threads::HeldLocks() == 0) {
+            std::unique_lock<std::mutex> lock(mutex_);
+            WaitForWriters(lock, done_ + pending_.load(std::memory_order_relaxed));
         }
     }
 

@@ -206,6 +206,18 @@ TEST(LogRecordTest, TextMayBeWrittenOnceMore) {
     }
 }
 
+TEST(LogRecordTest, AnyPartOfTheTextMayBeWrittenOnceMore) {
+    std::string const text = "0123456789abcdefghijk";
+    for (std::size_t begin = 0; begin < text.size(); ++begin) {
+        LogRecord record(kInfo);
+        Write(record, text);
+        std::string const part = text.substr(begin);
+
+        record.WriteData(record.GetData().data() + begin, static_cast<int>(part.size()));
+        EXPECT_EQ(RawText(record), text + part);
+    }
+}
+
 TEST(LogRecordTest, ResizeCutsTheTextOrFillsItWithZeroBytes) {
     struct {
         unsigned long size;

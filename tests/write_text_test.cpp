@@ -1,5 +1,7 @@
 #include "write_text.h"
 
+#include <limits>
+#include <random>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -30,6 +32,41 @@ TEST(WriteTextTest, BytesAreTakenAsTheyAre) {
         WriteText(&place[0], text);
 
         EXPECT_EQ(place, text);
+    }
+}
+
+/// What WriteNumber() makes of a number, where nothing beside it may be touched.
+std::string Written(unsigned long long number) {
+    std::string place(1 + kMostDigits + 1, '#');
+    char* const end = WriteNumber(&place[1], number);
+    EXPECT_EQ(place.front(), '#');
+    EXPECT_EQ(place.back(), '#');
+    return place.substr(1, static_cast<std::size_t>(end - &place[1]));
+}
+
+TEST(WriteTextTest, NumbersThatHaveAFewDigitsAreWrittenInDecimal) {
+    for (unsigned long long number = 0; number < 200000; ++number) {
+        ASSERT_EQ(Written(number), std::to_string(number));
+    }
+}
+
+TEST(WriteTextTest, NumbersAroundEachPowerOfTenHaveAllTheirDigits) {
+    for (unsigned long long power = 1;; power *= 10) {
+        for (unsigned long long const number : {power - 1, power, power + 1, power * 5 - 1}) {
+            EXPECT_EQ(Written(number), std::to_string(number));
+        }
+        if (power > std::numeric_limits<unsigned long long>::max() / 10) {
+            break;
+        }
+    }
+    EXPECT_EQ(Written(std::numeric_limits<unsigned long long>::max()), "18446744073709551615");
+}
+
+TEST(WriteTextTest, AnyNumberIsWrittenInDecimal) {
+    std::mt19937_64 random(20261122);
+    for (int i = 0; i < 100000; ++i) {
+        unsigned long long const number = random() >> (random() % 64);
+        ASSERT_EQ(Written(number), std::to_string(number));
     }
 }
 

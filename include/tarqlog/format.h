@@ -189,27 +189,35 @@ constexpr bool ArePlain() {
 
 using PlainArgument = LogStatement::PlainArgument;
 
-inline PlainArgument ToPlain(char const& value) {
+/// What stands for an argument; adds to `most` how many bytes it may become.
+inline PlainArgument ToPlain(char const& value, std::size_t& most) {
+    most += 1;
     return {&value, 1, PlainArgument::kText};
 }
 
-inline PlainArgument ToPlain(unsigned long long value) {
+inline PlainArgument ToPlain(unsigned long long value, std::size_t& most) {
+    most += LogStatement::kMostPlainDigits;
     return {nullptr, value, PlainArgument::kNumber};
 }
 
-inline PlainArgument ToPlain(long long value) {
+inline PlainArgument ToPlain(long long value, std::size_t& most) {
+    most += LogStatement::kMostPlainDigits;
     auto const bits = static_cast<unsigned long long>(value);
     return value < 0 ? PlainArgument{nullptr, 0 - bits, PlainArgument::kNegativeNumber}
                      : PlainArgument{nullptr, bits, PlainArgument::kNumber};
 }
 
-inline PlainArgument ToPlain(fmt::string_view value) {
+inline PlainArgument ToPlain(fmt::string_view value, std::size_t& most) {
+    most += value.size();
     return {value.data(), value.size(), PlainArgument::kText};
 }
 
-inline PlainArgument ToPlain(const char* value) {
-    return value != nullptr ? PlainArgument{value, std::strlen(value), PlainArgument::kText}
-                            : PlainArgument{nullptr, 0, PlainArgument::kNull};
+inline PlainArgument ToPlain(const char* value, std::size_t& most) {
+    if (value != nullptr) {
+        return ToPlain(fmt::string_view(value, std::strlen(value)), most);
+    }
+    most += LogStatement::kMostPlainBytes;
+    return {nullptr, 0, PlainArgument::kNull};
 }
 
 inline bool WriteNull(LogStatement& statement, void const*) {
@@ -223,8 +231,9 @@ inline bool WriteNull(LogStatement& statement, void const*) {
 template <class... Values>
 __attribute__((noinline)) void PrintPlain(LogStatement& statement, fmt::string_view format,
                                           unsigned short const* fields, Values... values) {
-    PlainArgument const arguments[] = {PlainArgument(), ToPlain(values)...};
-    if (!statement.PrintPlain(format.data(), fields, arguments + 1, sizeof...(Values))) {
+    std::size_t most = 0;
+    PlainArgument const arguments[] = {PlainArgument(), ToPlain(values, most)...};
+    if (!statement.PrintPlain(format.data(), fields, arguments + 1, sizeof...(Values), most)) {
         statement.Guard(WriteNull, nullptr);
     }
 }

@@ -176,11 +176,15 @@ public:
         Kind kind;
     };
 
+    static constexpr std::size_t kMostPlainDigits = 20;   // of an argument, with the sign
+    static constexpr std::size_t kMostPlainBytes = 1000;  // that are put together at once
+
     /// Appends a format whose fields are one "{}" for each argument, the first at `fields[0]`;
-    /// behind the last of them is the format's end. False, and nothing is appended, when one is
-    /// kNull.
+    /// behind the last of them is the format's end. The arguments become `most` bytes, or fewer.
+    /// False, and nothing is appended, when one is kNull, of which `most` has kMostPlainBytes.
     TARQLOG_API bool PrintPlain(const char* format, unsigned short const* fields,
-                                PlainArgument const* arguments, std::size_t count);
+                                PlainArgument const* arguments, std::size_t count,
+                                std::size_t most);
 
     /// Pushes the record and destroys it; the statement wants no other.
     void Push() {
@@ -411,8 +415,11 @@ private:
     TARQLOG_API void DeliverLine();
     TARQLOG_API LogStreamStatement& Text(const char* text, std::size_t size);
     TARQLOG_API LogStreamStatement& CString(const char* text);
+    TARQLOG_HIDDEN LogStreamStatement& TextWithoutRoom(const char* text, std::size_t size);
     template <class Number>
     TARQLOG_HIDDEN LogStreamStatement& Insert(Number value);
+    template <class Number>
+    TARQLOG_HIDDEN LogStreamStatement& InsertFirst(Number value);
 
     template <class Type, class IsAddress>
     LogStreamStatement& Pointer(Type* text, std::true_type, IsAddress) {
@@ -428,9 +435,7 @@ private:
         return *this;
     }
 
-    TARQLOG_HIDDEN char* Room(std::size_t size);
     TARQLOG_HIDDEN void Flush();
-    TARQLOG_HIDDEN bool TakesNumbers();
 
     // A buffer and a std::ostream fit; their header is left to those who need it.
     static constexpr std::size_t kStreamBytes = 48 * sizeof(void*);

@@ -1,6 +1,7 @@
 #ifndef TARQLOG_LOGRECORD_H_
 #define TARQLOG_LOGRECORD_H_
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,8 @@ private:
     friend class LoggerImpl;     // sets the tag and ends the text
     friend class LogStream;      // formats in place
     friend class LogRecordPeer;  // lets tests do what a logger does
+
+    TARQLOG_HIDDEN const char* MakeRoom(const char* data, std::size_t size);
 
     Severity severity_;
     long long time_;
