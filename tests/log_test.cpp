@@ -733,6 +733,10 @@ TEST(LogStreamStatementTest, EmptyViewOfNothingWritesNothing) {
     EXPECT_SAME_BYTES('a' << std::string_view() << 'b');
 }
 
+TEST(LogStreamStatementTest, EmptyTextIsFilledUpToItsWidth) {
+    EXPECT_SAME_BYTES(std::setw(5) << "" << '|' << std::setw(3) << std::string_view() << '|');
+}
+
 TEST(LogStreamStatementTest, FailedStreamSwallowsWhatFollows) {
     struct Failing {
         static std::ostream& Fail(std::ostream& stream) {
