@@ -1,5 +1,8 @@
 # Runs PROGRAM and fails unless it succeeds and prints what the files STDOUT and STDERR hold, line for
 # line; nothing where there is no such file. Times and thread ids may differ, but not in form.
+#
+# With ARGUMENT it does so in FOLDER, which is empty at first and gone afterwards; the program's clock then
+# stands still, and nothing may differ.
 
 cmake_minimum_required(VERSION 3.22)
 
@@ -16,19 +19,31 @@ function(compare stream printed file)
     if(EXISTS ${file})
         file(READ ${file} expected)
     endif()
-    without_time_and_thread(expected "${expected}")
-    without_time_and_thread(printed "${printed}")
+    if(NOT DEFINED ARGUMENT)
+        without_time_and_thread(expected "${expected}")
+        without_time_and_thread(printed "${printed}")
+    endif()
     if(NOT printed STREQUAL expected)
         message(SEND_ERROR "On ${stream}:\n${printed}\ninstead of:\n${expected}")
     endif()
 endfunction()
 
 # On standard output a NUL, which no variable can hold, shows as "@".
-execute_process(COMMAND ${PROGRAM} COMMAND tr "\\000" "@"
+if(DEFINED ARGUMENT)
+    file(REMOVE_RECURSE ${FOLDER})
+    file(MAKE_DIRECTORY ${FOLDER})
+else()
+    set(FOLDER .)
+endif()
+execute_process(COMMAND ${PROGRAM} ${ARGUMENT} COMMAND tr "\\000" "@"
+    WORKING_DIRECTORY ${FOLDER}
     OUTPUT_VARIABLE printed_stdout
     ERROR_VARIABLE printed_stderr
     RESULTS_VARIABLE results
 )
+if(DEFINED ARGUMENT)
+    file(REMOVE_RECURSE ${FOLDER})
+endif()
 list(GET results 0 result)
 compare("standard output" "${printed_stdout}" ${STDOUT})
 compare("standard error" "${printed_stderr}" ${STDERR})
