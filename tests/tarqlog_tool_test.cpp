@@ -1,17 +1,13 @@
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <csignal>
-#include <functional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -19,39 +15,12 @@
 #include "support/child.h"
 #include "support/routing_oracle.h"
 #include "support/temporary_directory.h"
+#include "support/tool.h"
 #include "support/udp_port.h"
 #include "tarqlog/severity.h"
 
 namespace tarqlog {
 namespace {
-
-char const* const kTool = TARQLOG_TOOL;
-
-using Arguments = std::vector<std::string>;
-
-/// Whether `pattern` stands at `position`, with a digit for each of its '#'.
-bool Matches(std::string const& text, std::string::size_type position, std::string const& pattern) {
-    std::string const part = text.substr(position, pattern.size());
-    return std::equal(
-        part.begin(), part.end(), pattern.begin(), pattern.end(), [](char character, char wanted) {
-            return wanted == '#' ? std::isdigit(static_cast<unsigned char>(character)) != 0
-                                 : character == wanted;
-        });
-}
-
-/// Takes time and thread id out of the records' headers: "I (stdin):text".
-std::string Masked(std::string const& output) {
-    static std::string const kTime = "[####-##-## ##:##:##.###][t:#";
-    std::string masked;
-    for (std::string::size_type i = 0; i < output.size(); ++i) {
-        if (output[i] == '[' && Matches(output, i, kTime)) {
-            i = output.find(']', i + kTime.size());
-        } else {
-            masked += output[i];
-        }
-    }
-    return masked;
-}
 
 /// Each run of digits becomes one '#'.
 std::string WithoutNumbers(std::string const& text) {
@@ -66,169 +35,6 @@ std::string WithoutNumbers(std::string const& text) {
     }
     return masked;
 }
-
-ChildResult RunTool(Arguments const& arguments, std::string const& input = "") {
-    ChildResult result = RunProgram(kTool, arguments, input);
-    result.output = Masked(result.output);
-    result.errors = Masked(result.errors);
-    return result;
-}
-
-/// What the tool writes to standard output when it ends well and has nothing to complain about.
-std::string Output(Arguments arguments, std::string const& input) {
-    arguments.insert(arguments.begin(), {"-o", "stdout"});
-    ChildResult const result = RunTool(arguments, input);
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.errors, "");
-    return result.output;
-}
-
-/// Runs a shell line in which "$0" is the tool.
-ChildResult RunShell(std::string const& line, std::string const& input = "") {
-    ChildResult result = RunProgram("/bin/sh", {"-c", line, kTool}, input);
-    result.output = Masked(result.output);
-    result.errors = Masked(result.errors);
-    return result;
-}
-
-/// The statistics up to the time, which is not the test's to say.
-std::string Stats(Arguments arguments, std::string const& input) {
-    arguments.push_back("--stats");
-    std::string const errors = RunTool(arguments, input).errors;
-    return errors.substr(0, errors.find(" seconds="));
-}
-
-/// The tool at the other end of pipes, killed if it is still there at the end.
-class RunningTool {
-public:
-    explicit RunningTool(
-        Arguments const& arguments, std::function<void()> const& prepare = [] {}) {
-        int in[2];
-        int out[2];
-        int err[2];
-        if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0 ||
-            ::pipe2(err, O_CLOEXEC) != 0) {
-            throw std::runtime_error("cannot make pipes");
-        }
-        std::vector<char*> words{const_cast<char*>(kTool)};
-        for (std::string const& argument : arguments) {
-            words.push_back(const_cast<char*>(argument.c_str()));
-        }
-        words.push_back(nullptr);
-        ::signal(SIGPIPE, SIG_IGN);  // a tool that has gone is a failed Write()
-        pid_ = ::fork();
-        if (pid_ < 0) {
-            throw std::runtime_error("cannot fork");
-        }
-        if (pid_ == 0) {
-            ::dup2(in[0], STDIN_FILENO);
-            ::dup2(out[1], STDOUT_FILENO);
-            ::dup2(err[1], STDERR_FILENO);
-            ::signal(SIGPIPE, SIG_DFL);
-            prepare();
-            ::execv(kTool, words.data());
-            ::_exit(127);
-        }
-        ::close(in[0]);
-        ::close(out[1]);
-        ::close(err[1]);
-        input_ = in[1];
-        output_ = out[0];
-        errors_ = err[0];
-    }
-
-    ~RunningTool() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
-        CloseInput();
-        CloseOutput();
-        ::close(errors_);
-    }
-
-    RunningTool(RunningTool const&) = delete;
-    RunningTool& operator=(RunningTool const&) = delete;
-
-    void Write(std::string const& text) {
-        ASSERT_EQ(::write(input_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-
-    void CloseInput() { Close(input_); }
-    void CloseOutput() { Close(output_); }
-
-    std::string ReadOutputLine() { return ReadLine(output_); }
-    std::string ReadErrorLine() { return ReadLine(errors_); }
-
-    void Signal(int signal) { ::kill(pid_, signal); }
-
-    /// Waits until the system says that the tool sleeps. With a FILE for input it does so when its
-    /// output is a full pipe that nobody reads.
-    void WaitUntilItSleeps() const {
-        std::string const path = "/proc/" + std::to_string(pid_) + "/stat";
-        std::string state;
-        do {
-            state = ReadWholeFile(path);
-            state = state.substr(state.find(')') + 1, 3);
-        } while (state == " R " || state == " D ");
-    }
-
-    /// Whether the tool has ended; does not wait.
-    bool HasEnded() {
-        if (pid_ > 0 && ::waitpid(pid_, &status_, WNOHANG) == pid_) {
-            pid_ = -1;
-        }
-        return pid_ < 0;
-    }
-
-    /// Reads what the tool still has to say and waits for its end.
-    ChildResult Finish() {
-        ChildResult result;
-        result.output = ReadRest(output_);
-        result.errors = ReadRest(errors_);
-        if (!HasEnded() && ::waitpid(pid_, &status_, 0) == pid_) {
-            pid_ = -1;
-        }
-        result.exitStatus = WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
-        result.signal = WIFSIGNALED(status_) ? WTERMSIG(status_) : 0;
-        return result;
-    }
-
-private:
-    static void Close(int& descriptor) {
-        if (descriptor >= 0) {
-            ::close(descriptor);
-            descriptor = -1;
-        }
-    }
-
-    static std::string ReadLine(int descriptor) {
-        std::string line;
-        char character = 0;
-        while (character != '\n' && ::read(descriptor, &character, 1) == 1) {
-            line += character;
-        }
-        return Masked(line);
-    }
-
-    static std::string ReadRest(int descriptor) {
-        std::string text;
-        char buffer[4096];
-        for (;;) {
-            ssize_t const size = descriptor < 0 ? 0 : ::read(descriptor, buffer, sizeof buffer);
-            if (size <= 0) {
-                return Masked(text);
-            }
-            text.append(buffer, static_cast<std::string::size_type>(size));
-        }
-    }
-
-    pid_t pid_ = -1;
-    int status_ = 0;
-    int input_ = -1;
-    int output_ = -1;
-    int errors_ = -1;
-};
 
 std::string Repeat(std::string const& text, int times) {
     std::string repeated;
@@ -1868,18 +1674,31 @@ TEST(TarqlogToolTest, HelpFitsOneScreenAndNamesEachOption) {
         }
         EXPECT_LE(lines, 24);
         EXPECT_EQ(result.output.back(), '\n');
-        for (std::string const name : {"-t,--tag",      "-p,--priority",
-                                       "--prio-prefix", "--detect",
-                                       "--sub-tags",    "--max-line",
-                                       "-o,--to",       "-r,--rule",
-                                       "-n,--dry-run",  "--stats",
-                                       "-h,--help",     "--version",
-                                       "[FILE...]",     "tarqlog explain TAG...",
-                                       "stdout",        "stderr",
-                                       "file:PATH",     "roll:PATH",
-                                       "udp:HOST:PORT", "syslog[:IDENT]",
-                                       "levels=",       "size=",
-                                       "keep=",         "buffer=",
+        for (std::string const name : {"-t,--tag",
+                                       "-p,--priority",
+                                       "--prio-prefix",
+                                       "--detect",
+                                       "--sub-tags",
+                                       "--max-line",
+                                       "-o,--to",
+                                       "-r,--rule",
+                                       "-n,--dry-run",
+                                       "--stats",
+                                       "-h,--help",
+                                       "--version",
+                                       "[FILE...]",
+                                       "tarqlog explain TAG...",
+                                       "tarqlog run [OPTIONS] -- COMMAND",
+                                       "stdout",
+                                       "stderr",
+                                       "file:PATH",
+                                       "roll:PATH",
+                                       "udp:HOST:PORT",
+                                       "syslog[:IDENT]",
+                                       "levels=",
+                                       "size=",
+                                       "keep=",
+                                       "buffer=",
                                        "truncate"}) {
             EXPECT_NE(result.output.find(name), std::string::npos) << name;
         }

@@ -36,10 +36,24 @@ std::size_t LevelIndex(Severity level) {
 
 }  // namespace
 
+Counts operator+(Counts const& left, Counts const& right) {
+    Counts sum = left;
+    sum.lines += right.lines;
+    for (std::size_t level = 0; level < sum.delivered.size(); ++level) {
+        sum.delivered[level] += right.delivered[level];
+    }
+    sum.filtered += right.filtered;
+    sum.empty += right.empty;
+    sum.split += right.split;
+    sum.parentTag += right.parentTag;
+    return sum;
+}
+
 LineLogger::Channel::Channel(std::string const& tag)
     : logger(tag.c_str()), taken(TakenByAny(tag)) {}
 
-LineLogger::LineLogger(Options const& options) : options_(options), ownChannel_(options.tag) {}
+LineLogger::LineLogger(Options const& options, Severity level)
+    : options_(options), ownLevel_(level), ownChannel_(options.tag) {}
 
 void LineLogger::Log(Piece const& piece) {
     std::string_view text = piece.text;
@@ -66,7 +80,7 @@ void LineLogger::StartLine(std::string_view& text, bool endsLine) {
     if (!level && options_.detect) {
         level = FindLevelWord(text, endsLine);
     }
-    level_ = level.value_or(options_.level);
+    level_ = level.value_or(ownLevel_);
     channel_ = options_.subTags ? &FindChannel(FindSubTag(text, endsLine)) : &ownChannel_;
 }
 

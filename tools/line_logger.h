@@ -25,11 +25,14 @@ struct Counts {
     unsigned long long parentTag = 0;                  // lines whose tag was one too many
 };
 
+Counts operator+(Counts const& left, Counts const& right);
+
 /// Logs lines, each with its level and tag, through one Logger a tag.
 class LineLogger {
 public:
     /// The destinations are registered and nobody else's are; `options` outlives this object.
-    explicit LineLogger(Options const& options);
+    /// @param level  of lines that carry none
+    LineLogger(Options const& options, Severity level);
 
     void Log(Piece const& piece);
 
@@ -49,6 +52,7 @@ private:
     void Push(std::string_view text);
 
     Options const& options_;
+    Severity const ownLevel_;
     Channel ownChannel_;
     std::map<std::string, Channel, std::less<>> channels_;  // by sub-tag
     Channel* channel_ = &ownChannel_;                       // of the line in hand, as is level_

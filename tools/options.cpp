@@ -1,10 +1,12 @@
 #include "options.h"
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include <CLI/CLI.hpp>
@@ -24,16 +26,47 @@ constexpr std::size_t kMaxDestinations = 32;  // as many sinks as the core takes
 constexpr std::size_t kMaxTag = 4096;  // bytes, so that each header leaves room in a datagram
 constexpr unsigned long long kMaxLineLimit = 1 << 30;
 constexpr std::size_t kHelpColumn = 24;
+constexpr std::string_view kEndOfOptions = "--";
 
 class HelpFormatter : public CLI::Formatter {
 public:
-    HelpFormatter() { column_width(kHelpColumn); }
+    explicit HelpFormatter(char const* usage) : usage_(usage) { column_width(kHelpColumn); }
 
-    std::string make_usage(CLI::App const*, std::string) const override {
-        return "Usage: tarqlog [OPTIONS] [FILE...]        logs lines of FILEs or standard input\n"
-               "       tarqlog explain TAG... [OPTIONS]   says which DESTs loggers of TAG reach\n";
+    std::string make_usage(CLI::App const*, std::string) const override { return usage_; }
+
+    /// Without the heading, for which there is no line to spare.
+    std::string make_group(std::string, bool isPositional,
+                           std::vector<CLI::Option const*> options) const override {
+        std::string text = "\n";
+        for (CLI::Option const* const option : options) {
+            text += make_option(option, isPositional);
+        }
+        return text;
     }
+
+private:
+    char const* const usage_;
 };
+
+constexpr char const* kUsage =
+    R"(Usage: tarqlog [OPTIONS] [FILE...]        logs lines of FILEs or standard input
+       tarqlog run [OPTIONS] -- COMMAND   logs what it writes; see run --help
+       tarqlog explain TAG... [OPTIONS]   says which DESTs loggers of TAG reach
+)";
+
+constexpr char const* kRunUsage =
+    R"(Usage: tarqlog run [OPTIONS] -- COMMAND [ARG...]
+Runs COMMAND and logs the lines that it writes to standard output, and those
+that it writes to standard error as warnings.
+)";
+
+constexpr char const* kRunFooter =
+    R"(DEST and LEVEL are those of tarqlog --help.
+The status is COMMAND's: 128+N when signal N ended it, 127 when it is not found,
+126 when it cannot be run; before it runs, 1 or 2 for what tarqlog cannot do.
+Signals sent to tarqlog go on to COMMAND, and tarqlog ends after it; SIGHUP also
+reopens files. Once COMMAND is over, nothing that it has started is waited for:
+what is written by then is logged.)";
 
 std::string Footer() {
     return "DEST is " + DestinationNames() +
@@ -163,7 +196,7 @@ std::vector<std::string> ToOperands(std::vector<std::string> const& arguments) {
     std::vector<std::string> operands;
     bool optionsEnded = false;
     for (std::string const& argument : arguments) {
-        if (!optionsEnded && argument == "--") {
+        if (!optionsEnded && argument == kEndOfOptions) {
             optionsEnded = true;
         } else if (!optionsEnded && argument.size() > 1 && argument[0] == '-') {
             throw UsageError("unknown option " + argument);
@@ -174,20 +207,39 @@ std::vector<std::string> ToOperands(std::vector<std::string> const& arguments) {
     return operands;
 }
 
+/// Takes the command off the arguments, so that nothing in it passes for an option of the tool.
+std::vector<std::string> TakeCommand(int& argc, char const* const* argv) {
+    char const* const* const end = argv + argc;
+    char const* const* const dashes =
+        std::find_if(argv, end, [](char const* argument) { return argument == kEndOfOptions; });
+    argc = static_cast<int>(dashes - argv);
+    return dashes == end ? std::vector<std::string>() : std::vector<std::string>(dashes + 1, end);
+}
+
 }  // namespace
 
-Options ParseOptions(int argc, char const* const* argv) {
+Options ParseOptions(int argc, char const* const* argv, Operands operands) {
+    bool const isCommand = operands == Operands::kCommand;
     Options options;
+    std::vector<std::string> const command =
+        isCommand ? TakeCommand(argc, argv) : std::vector<std::string>();
+    if (!command.empty()) {
+        options.tag = command.front().substr(command.front().rfind('/') + 1);
+    }
     Routing routing;
     CLI::App app("", "tarqlog");
-    app.formatter(std::make_shared<HelpFormatter>());
-    app.footer(Footer());
+    app.formatter(std::make_shared<HelpFormatter>(isCommand ? kRunUsage : kUsage));
+    app.footer(isCommand ? kRunFooter : Footer());
     app.allow_extras();  // the operands; as an option of CLI11's, "[a]" would be a list
 
     ValueOptions values(app);
-    values.Add("-t,--tag", "TAG", "the dotted tag of the records (stdin); not for explain",
+    values.Add("-t,--tag", "TAG",
+               isCommand ? "the dotted tag of the records (the last part of COMMAND)"
+                         : "the dotted tag of the records (stdin); not for explain",
                [&](std::string const& text) { options.tag = ToTag(text); });
-    values.Add("-p,--priority", "LEVEL", "the level of lines that carry none (info)",
+    values.Add("-p,--priority", "LEVEL",
+               isCommand ? "the level of output lines that carry none (info)"
+                         : "the level of lines that carry none (info)",
                [&](std::string const& text) { options.level = ToLevel(text); });
     app.add_flag("--prio-prefix", options.prioPrefix, "a leading <N> is the line's level");
     app.add_flag("--detect", options.detect,
@@ -218,6 +270,13 @@ Options ParseOptions(int argc, char const* const* argv) {
     values.Apply();
     options.destinations = routing.Take();
     options.operands = ToOperands(app.remaining());
+    if (isCommand) {
+        if (!options.operands.empty()) {
+            throw UsageError("run: '" + options.operands.front() +
+                             "' stands before --, COMMAND behind it");
+        }
+        options.operands = command;
+    }
     return options;
 }
 

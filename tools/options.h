@@ -11,6 +11,9 @@
 
 namespace tarqlog::tool {
 
+/// What the operands are. Those of a command begin behind "--".
+enum class Operands { kFiles, kTags, kCommand };
+
 /// What the command line asks for.
 struct Options {
     std::string answer;  // to --help or --version; when there is one, nothing else is asked for
@@ -23,11 +26,11 @@ struct Options {
     bool stats = false;
     std::size_t maxLine = 1 << 20;  // bytes
     std::vector<Destination> destinations;
-    std::vector<std::string> operands;  // FILEs or TAGs
+    std::vector<std::string> operands;  // FILEs or TAGs, or COMMAND and its ARGs
 };
 
 /// @throws UsageError
-Options ParseOptions(int argc, char const* const* argv);
+Options ParseOptions(int argc, char const* const* argv, Operands operands);
 
 }  // namespace tarqlog::tool
 

@@ -70,8 +70,9 @@ bool OutputStreams::Flush() {
     return failed_ == nullptr;
 }
 
-void OutputStreams::Report() const {
-    if (failed_ != nullptr && error_ != EPIPE) {
+void OutputStreams::Report() {
+    if (failed_ != nullptr && error_ != EPIPE && !isReported_) {
+        isReported_ = true;
         char const* const name = failed_ == stdout ? "standard output" : "standard error";
         Complain(std::string(name) + ": " + std::strerror(error_));
     }

@@ -27,13 +27,14 @@ public:
     /// Hands everything to the system; as AreIntact().
     bool Flush();
 
-    /// Says what failed, but for a reader that has gone, who knows it.
-    void Report() const;
+    /// Says what failed, once, but for a reader that has gone, who knows it.
+    void Report();
 
 private:
     std::vector<std::FILE*> streams_;
     std::FILE* failed_ = nullptr;
     int error_ = 0;  // the `errno` of the first failure
+    bool isReported_ = false;
 };
 
 }  // namespace tarqlog::tool

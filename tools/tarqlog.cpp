@@ -1,12 +1,12 @@
-// tarqlog: reads lines and logs each as one record, or explains what would become of records.
+// tarqlog: logs the lines that it reads or that a command writes, each as one record, or explains
+// what would become of records.
 
 #include <fcntl.h>
-#include <signal.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -14,19 +14,16 @@
 #include <string_view>
 #include <vector>
 
-#include <tarqlog/accounting.h>
-#include <tarqlog/file_appender.h>
-#include <tarqlog/logcore.h>
-
+#include "command_run.h"
 #include "complaint.h"
-#include "datagrams.h"
+#include "delivery.h"
 #include "destination.h"
 #include "explanation.h"
 #include "line_buffer.h"
 #include "line_logger.h"
 #include "options.h"
+#include "signals.h"
 #include "standard_streams.h"
-#include "stop_signal.h"
 
 namespace tarqlog::tool {
 
@@ -38,7 +35,11 @@ constexpr int kUsageStatus = 2;
 /// One run over all inputs. The destinations are registered before, as `outlets`.
 class Run {
 public:
-    Run(Options const& options, std::vector<Outlet> const& outlets);
+    Run(Options const& options, std::vector<Outlet> const& outlets)
+        : options_(options),
+          delivery_(outlets),
+          lines_(options.maxLine),
+          logger_(options, options.level) {}
 
     /// Returns the exit status.
     int Execute();
@@ -47,54 +48,27 @@ private:
     bool LogFile(std::string const& name);
     int LogInput(int descriptor);
     bool AwaitInput(int descriptor);
-    void ReopenFiles() const;
-    bool ReportLosses() const;
-    void PrintStats() const;
 
-    std::chrono::steady_clock::time_point const start_ = std::chrono::steady_clock::now();
     Options const& options_;
-    std::vector<Outlet> const& outlets_;
-    OutputStreams output_;
-    std::vector<FileAppender*> files_;
-    std::vector<DatagramAppender const*> datagrams_;
+    Delivery delivery_;
     LineBuffer lines_;
     LineLogger logger_;
 };
-
-Run::Run(Options const& options, std::vector<Outlet> const& outlets)
-    : options_(options), outlets_(outlets), lines_(options.maxLine), logger_(options) {
-    for (Outlet const& outlet : outlets) {
-        output_.Add(outlet.stream);
-        if (outlet.file != nullptr) {
-            files_.push_back(outlet.file);
-        }
-        if (outlet.datagrams != nullptr) {
-            datagrams_.push_back(outlet.datagrams);
-        }
-    }
-    output_.SetBuffers();
-}
 
 int Run::Execute() {
     std::vector<std::string> const standardInput = {"-"};
     bool areAllRead = true;
     for (std::string const& file : options_.operands.empty() ? standardInput : options_.operands) {
         areAllRead = LogFile(file) && areAllRead;
-        if (StopRequested() || !output_.AreIntact()) {
+        if (StopRequested() || !delivery_.AreStreamsIntact()) {
             break;
         }
     }
-    LogCore::Get()->RemoveAllSinks();
-    for (FileAppender* const file : files_) {
-        file->Close();
-    }
-    bool const isAllWritten = output_.Flush();
-    output_.Report();
-    bool const isAllDelivered = ReportLosses();
+    bool const isAllDelivered = delivery_.End();
     if (options_.stats) {
-        PrintStats();
+        delivery_.PrintStats(logger_.GetCounts(), lines_.BytesRead());
     }
-    return areAllRead && isAllWritten && isAllDelivered ? 0 : kFailureStatus;
+    return areAllRead && isAllDelivered ? 0 : kFailureStatus;
 }
 
 /// False, and says so, when the file cannot be read to its end.
@@ -121,11 +95,11 @@ int Run::LogInput(int descriptor) {
         Piece piece;
         while (lines_.Next(piece)) {
             logger_.Log(piece);
-            if (!output_.AreIntact() || StopRequested()) {
+            if (!delivery_.AreStreamsIntact() || StopRequested()) {
                 return error;
             }
         }
-        if (lines_.AtEnd() || !output_.Flush() || (StopRequested() && lines_.IsEmpty())) {
+        if (lines_.AtEnd() || !delivery_.FlushStreams() || (StopRequested() && lines_.IsEmpty())) {
             return error;
         }
         if (AwaitInput(descriptor)) {
@@ -138,74 +112,25 @@ int Run::LogInput(int descriptor) {
 
 /// Waits for input and sees to the files meanwhile. False when there is none to come.
 bool Run::AwaitInput(int descriptor) {
-    bool areWritten = files_.empty();
+    bool areWritten = !delivery_.HasFiles();
+    pollfd input = {descriptor, POLLIN, 0};
     for (;;) {
-        switch (WaitForInput(descriptor, !areWritten)) {
+        switch (WaitForInput(&input, 1, !areWritten)) {
             case Waited::kInput:
                 return true;
             case Waited::kStop:
                 return false;
             case Waited::kReopen:
-                ReopenFiles();
+                delivery_.ReopenFiles();
                 break;
             case Waited::kQuiet:
-                for (FileAppender* const file : files_) {
-                    file->Flush();
-                }
+                delivery_.FlushFiles();
                 areWritten = true;
                 break;
+            case Waited::kChild:
+                break;  // the tool has none when it reads
         }
     }
-}
-
-void Run::ReopenFiles() const {
-    for (FileAppender* const file : files_) {
-        file->Close();  // Reopen() alone would carry the buffer into the new file
-        if (!file->Open(FileAppender::kAppendMode)) {
-            Complain("cannot open " + file->GetFilename() + ": " +
-                     std::strerror(errno));  // each line tries again
-        }
-    }
-}
-
-/// False, and says so, when lines were lost on the way to a file or a socket; what became of the
-/// standard streams is told already.
-bool Run::ReportLosses() const {
-    bool isAllDelivered = true;
-    for (Outlet const& outlet : outlets_) {
-        Account const account = GetAccount(*outlet.appender);
-        if (account.Lost() == 0 || outlet.stream != nullptr) {
-            continue;
-        }
-        isAllDelivered = false;
-        Complain(outlet.name + ": lines lost: " + std::to_string(account.Lost()) + " (not opened " +
-                 std::to_string(account.openFailed) + ", not written " +
-                 std::to_string(account.shortWrite) + ", not sent " +
-                 std::to_string(account.sendFailed) + ")");
-    }
-    return isAllDelivered;
-}
-
-void Run::PrintStats() const {
-    std::chrono::duration<double> const elapsed = std::chrono::steady_clock::now() - start_;
-    Counts const& counts = logger_.GetCounts();
-    unsigned long long cut = 0;
-    for (DatagramAppender const* const appender : datagrams_) {
-        cut += appender->CutCount();
-    }
-    unsigned long long lost = 0;
-    for (Outlet const& outlet : outlets_) {
-        lost += GetAccount(*outlet.appender).Lost();
-    }
-    auto const& [trace, debug, info, warning, error, fatal] = counts.delivered;
-    std::fprintf(stderr,
-                 "tarqlog: lines=%llu delivered=%llu trace=%llu debug=%llu info=%llu warning=%llu "
-                 "error=%llu fatal=%llu filtered=%llu empty=%llu split=%llu parent_tag=%llu "
-                 "cut=%llu lost=%llu bytes=%llu seconds=%.3f lines_per_second=%.0f\n",
-                 counts.lines, trace + debug + info + warning + error + fatal, trace, debug, info,
-                 warning, error, fatal, counts.filtered, counts.empty, counts.split,
-                 counts.parentTag, cut, lost, lines_.BytesRead(), elapsed.count(),
-                 static_cast<double>(counts.lines) / elapsed.count());
 }
 
 int Answer(std::string const& text) {
@@ -237,11 +162,13 @@ int ExplainTags(Options const& options) {
 struct Command {
     std::string_view name;
     char const* operand;  // at least one of these must be there
+    Operands operands;
     int (*execute)(Options const& options);
 };
 
 constexpr Command kCommands[] = {
-    {"explain", "TAG", &ExplainTags},
+    {"explain", "TAG", Operands::kTags, &ExplainTags},
+    {"run", "COMMAND", Operands::kCommand, &RunCommand},
 };
 
 /// Null when the first argument names none: then the tool logs lines.
@@ -257,7 +184,8 @@ Command const* FindCommand(int argc, char const* const* argv) {
 int Main(int argc, char const* const* argv) {
     Command const* const command = FindCommand(argc, argv);
     int const skipped = command != nullptr ? 1 : 0;
-    Options const options = ParseOptions(argc - skipped, argv + skipped);
+    Operands const operands = command != nullptr ? command->operands : Operands::kFiles;
+    Options const options = ParseOptions(argc - skipped, argv + skipped, operands);
     if (!options.answer.empty()) {
         return Answer(options.answer);
     }
@@ -278,7 +206,7 @@ int Main(int argc, char const* const* argv) {
 int main(int argc, char* argv[]) {
     using tarqlog::tool::Complain;
     tarqlog::tool::FillClosedDescriptors();
-    ::signal(SIGPIPE, SIG_IGN);  // a reader that has gone is a failed write
+    tarqlog::tool::IgnoreBrokenPipes();
     try {
         return tarqlog::tool::Main(argc, argv);
     } catch (tarqlog::tool::UsageError const& error) {

@@ -1,0 +1,75 @@
+#include "process.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+
+#include "signals.h"
+
+namespace tarqlog::tool {
+
+namespace {
+
+constexpr int kSignalBase = 128;  // as shells count
+
+bool MakePipe(Descriptor& readEnd, Descriptor& writeEnd) {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) {
+        return false;
+    }
+    readEnd.Reset(ends[0]);
+    writeEnd.Reset(ends[1]);
+    return true;
+}
+
+/// Becomes the command, or says through `failure` why not.
+[[noreturn]] void Become(char* const* words, int output, int errors, int failure) {
+    if (::dup2(output, STDOUT_FILENO) >= 0 && ::dup2(errors, STDERR_FILENO) >= 0) {
+        ::execvp(words[0], words);
+    }
+    int const error = errno;
+    bool const isTold = ::write(failure, &error, sizeof error) == sizeof error;
+    ::_exit(isTold ? 0 : error);
+}
+
+}  // namespace
+
+int Process::Start(std::vector<std::string> const& words, bool hangUpReopens) {
+    std::vector<char*> arguments;
+    for (std::string const& word : words) {
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    }
+    arguments.push_back(nullptr);
+    Descriptor output;
+    Descriptor errors;
+    Descriptor failureRead;
+    Descriptor failure;
+    if (!MakePipe(output_, output) || !MakePipe(errors_, errors) ||
+        !MakePipe(failureRead, failure)) {
+        return errno;
+    }
+    pid_ = ForkAndForward(hangUpReopens);
+    if (pid_ == 0) {
+        Become(arguments.data(), output.Number(), errors.Number(), failure.Number());
+    }
+    if (pid_ < 0) {
+        return errno;
+    }
+    failure.Close();  // the command's copy is closed as the command begins
+    int error = 0;
+    return ::read(failureRead.Number(), &error, sizeof error) == sizeof error ? error : 0;
+}
+
+bool Process::HasEnded() {
+    siginfo_t end = {};
+    // Left unreaped: its number stays its own, whatever signals are still forwarded to it.
+    if (::waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+        end.si_pid != pid_) {
+        return false;
+    }
+    status_ = end.si_status + (end.si_code == CLD_EXITED ? 0 : kSignalBase);
+    return true;
+}
+
+}  // namespace tarqlog::tool

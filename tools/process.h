@@ -1,0 +1,67 @@
+#ifndef TARQLOG_TOOLS_PROCESS_H_
+#define TARQLOG_TOOLS_PROCESS_H_
+
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+namespace tarqlog::tool {
+
+/// Owns a descriptor.
+class Descriptor {
+public:
+    Descriptor() = default;
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() { Close(); }
+
+    Descriptor(Descriptor const&) = delete;
+    Descriptor& operator=(Descriptor const&) = delete;
+
+    int Number() const { return number_; }
+
+    void Reset(int number) {
+        Close();
+        number_ = number;
+    }
+    void Close() {
+        if (number_ >= 0) {
+            ::close(number_);
+            number_ = -1;
+        }
+    }
+
+private:
+    int number_ = -1;
+};
+
+/// A command that runs beside the tool, with the tool's standard input and with pipes to the tool
+/// for its standard output and standard error.
+class Process {
+public:
+    /// Starts the command `words`, which is looked for as execvp() does, and forwards signals to it
+    /// from now on. Returns 0, or the `errno` of what failed.
+    /// @param hangUpReopens  as for ForkAndForward()
+    int Start(std::vector<std::string> const& words, bool hangUpReopens);
+
+    /// The ends that the tool reads.
+    int Output() const { return output_.Number(); }
+    int Errors() const { return errors_.Number(); }
+
+    /// Whether the command is over; does not wait.
+    bool HasEnded();
+
+    /// The status that it ended with; 128 more than the signal, when one ended it.
+    int Status() const { return status_; }
+
+private:
+    pid_t pid_ = -1;
+    int status_ = 0;
+    Descriptor output_;
+    Descriptor errors_;
+};
+
+}  // namespace tarqlog::tool
+
+#endif  // TARQLOG_TOOLS_PROCESS_H_
