@@ -60,6 +60,29 @@ TEST(FaultsTest, MissedGoalEndsWithStatus1) {
         << result.output;
 }
 
+TEST(FaultsTest, LineMissingInTheAccountIsNoticed) {
+    Row const& row = Rows().front();
+    Outcome outcome = RunRow(row, AskPeer(TARQLOG_TARQLOG_WRITER), true);
+    ASSERT_EQ(row.miss(outcome), "") << ToText(outcome);
+
+    AccountNote& account = outcome.account;
+    account.lines = account.atLeast - 1;
+    EXPECT_EQ(row.miss(outcome), "accounts for " + std::to_string(account.lines) + " of " +
+                                     std::to_string(account.atLeast) + " to " +
+                                     std::to_string(account.atMost) + "; ");
+    account.lines = account.atMost + 1;
+    EXPECT_NE(row.miss(outcome), "");
+    account.lines = account.atMost;
+    account.lost = 1;
+    EXPECT_EQ(row.miss(outcome), "has counted 1 lost instead of 0; ");
+    account.lost = 0;
+    outcome.verdict.lost = 1;
+    EXPECT_EQ(row.miss(outcome), "has counted 0 lost instead of 1; lost 1, goal 0; ");
+    outcome.verdict.lost = 0;
+    outcome.isAccounted = false;
+    EXPECT_EQ(row.miss(outcome), "has no account; ");
+}
+
 TEST(FaultsTest, WhatIsNoWriterIsRefused) {
     ChildResult const result = RunProgram(TARQLOG_FAULTS, {"/bin/true", "/bin/true"});
     EXPECT_EQ(result.exitStatus, 2);

@@ -16,6 +16,14 @@ namespace tarqlog::faults {
 constexpr int kMaxThreads = 128;
 constexpr int kExtraThreads = 64;  // from here: children, handlers, last words
 
+/// What the library had counted itself at some time.
+struct AccountNote {
+    long lines = 0;    // all that it was given
+    long lost = 0;     // those of them that are lost
+    long atLeast = 0;  // so many had been logged before it was asked
+    long atMost = 0;   // so many after it was asked, or were about to be
+};
+
 /// What a writer and the harness tell each other, in memory that outlives the writer's death.
 struct Board {
     std::atomic<long> allowed;                // lines that each thread may log by now
@@ -25,10 +33,11 @@ struct Board {
     std::atomic<long> hung;                   // children
     std::atomic<long> died;                   // children
     std::atomic<long> returned[kMaxThreads];  // lines for which a thread's log call has returned
-    std::atomic<long> isAccounted;            // the library has told what it has counted itself:
-    std::atomic<long> accounted;              // lines
-    std::atomic<long> accountedLost;          // those of them that are lost
     std::atomic<long> due[kMaxThreads];       // the same as the writer called exit()
+    std::atomic<long> notes;                  // taken of the library's own account
+    AccountNote note[2];                      // the last two: death may come amid one
+    std::atomic<long> childLines;             // in the accounts of children that have logged
+    std::atomic<long> childLost;
 };
 static_assert(std::atomic<long>::is_always_lock_free);
 

@@ -28,7 +28,7 @@ namespace {
 
 constexpr int kChildren = 20;
 constexpr int kChildLines = 50;
-constexpr int kLastWords = 100;
+constexpr int kLastWords = 70;  // the last ones wait in a buffer: every fiftieth is a warning
 constexpr int kSignals = 2000;
 constexpr std::chrono::seconds kPatienceWithChildren{10};
 
@@ -36,6 +36,23 @@ Settings settings;
 MappedBoard* board = nullptr;
 std::atomic<bool> isOver{false};
 thread_local int thisThread = 0;
+Count (*askLibrary)() = nullptr;
+
+/// Notes what the library has counted by now.
+/// @param running  threads that may be logging
+void NoteAccount(int running) {
+    if (askLibrary == nullptr) {
+        return;
+    }
+    long const notes = (*board)->notes;
+    AccountNote& note = (*board)->note[notes % 2];
+    note.atLeast = board->Returned();
+    Count const counted = askLibrary();
+    note.lines = counted.lines;
+    note.lost = counted.lost;
+    note.atMost = board->Returned() + running;
+    (*board)->notes = notes + 1;
+}
 
 void Pause() {
     std::this_thread::sleep_for(std::chrono::microseconds(100));
@@ -110,6 +127,15 @@ std::atomic<int> Threads::ended_{0};
 
 // What goes on beside the threads.
 
+/// In the account of a child the parent's lines stand as well.
+void LogInChild(int child) {
+    Count const before = askLibrary != nullptr ? askLibrary() : Count();
+    LogLines(kExtraThreads + child, kChildLines);
+    Count const after = askLibrary != nullptr ? askLibrary() : Count();
+    (*board)->childLines += after.lines - before.lines;
+    (*board)->childLost += after.lost - before.lost;
+}
+
 void ForkBeside(Threads& threads) {
     threads.AwaitBegun();  // see support/sanitized_children.cpp
     std::array<pid_t, kChildren> children = {};
@@ -119,7 +145,7 @@ void ForkBeside(Threads& threads) {
         }
         pid_t const child = ::fork();
         if (child == 0) {
-            LogLines(kExtraThreads + i, kChildLines);
+            LogInChild(i);
             std::exit(0);  // NOLINT(concurrency-mt-unsafe): the child has no other thread
         }
         children[static_cast<std::size_t>(i)] = child;
@@ -169,9 +195,10 @@ void ReconfigureBeside(Threads& threads) {
 }
 
 void LetItEnd(Threads& /*threads*/) {
-    while (board->Returned() < settings.at) {
+    do {
+        NoteAccount(settings.threads);  // the writer may be killed at any time
         Pause();
-    }
+    } while (board->Returned() < settings.at);
     CountHit();
     if (settings.end == "exit") {
         for (int i = 0; i < kMaxThreads; ++i) {
@@ -196,6 +223,7 @@ void FailInOneThread() {
         LogLine({0, number}, LevelOf({0, number}));
     }
     LogLine({0, kLines}, Level::kError);
+    NoteAccount(0);
     CountHit();
     std::abort();
 }
@@ -203,6 +231,7 @@ void FailInOneThread() {
 void LogOddTexts() {
     for (std::string const& text : OddTexts()) {
         Log(Level::kInfo, text);
+        ++(*board)->returned[0];
         CountHit();
     }
 }
@@ -212,6 +241,7 @@ void LogOddTexts() {
 void SayLastWords(int thread) {
     if (board != nullptr && settings.task == "last-words") {
         LogLines(thread, kLastWords);
+        NoteAccount(0);
         CountHit();
     }
 }
@@ -287,6 +317,7 @@ int Main(int count, char** arguments) {
     }
     if (settings.task != "last-words") {  // where libraries that were closed would have no say
         Close();
+        NoteAccount(0);
     }
     return 0;
 }
@@ -297,10 +328,8 @@ void CountHit() {
     ++(*board)->hits;
 }
 
-void TellAccount(unsigned long long lines, unsigned long long lost) {
-    (*board)->accounted = static_cast<long>(lines);
-    (*board)->accountedLost = static_cast<long>(lost);
-    (*board)->isAccounted = 1;
+void CountBy(Count (*count)()) {
+    askLibrary = count;
 }
 
 }  // namespace tarqlog::faults

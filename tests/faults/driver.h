@@ -49,9 +49,15 @@ struct Cannot : std::runtime_error {
 /// Counts a strike of a fault that the writer makes itself.
 void CountHit();
 
-/// Tells what the library itself has counted, if it counts.
-/// @param lines  all that it was given
-void TellAccount(unsigned long long lines, unsigned long long lost);
+/// What the library itself has counted: all lines that it was given, and those that are lost.
+struct Count {
+    long lines = 0;
+    long lost = 0;
+};
+
+/// For a library that counts, called in Open(): `count` tells what it has counted by now. It is
+/// asked beside threads that log, and until the process ends.
+void CountBy(Count (*count)());
 
 // What a library brings:
 

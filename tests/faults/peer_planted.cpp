@@ -32,6 +32,7 @@ Description Describe() {
 
 void Open(Settings const& settings) {
     flaw = settings.flaw;
+    CountBy([] { return Count{lines, 0}; });
     descriptor = ::open(settings.file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
 }
 

@@ -56,6 +56,13 @@ boost::weak_ptr<AppenderBase>& TheAppender() {
     return appender;
 }
 
+Count CountOf(boost::shared_ptr<AppenderBase> const& appender) {
+    Account const account = GetAccount(*appender);
+    unsigned long long const stale = GetStaleRecords(*LogCore::Get());
+    return {static_cast<long>(account.Appended() + stale),
+            static_cast<long>(account.Lost() + stale)};
+}
+
 }  // namespace
 
 Description Describe() {
@@ -67,6 +74,7 @@ Description Describe() {
 void Open(Settings const& settings) {
     boost::shared_ptr<AppenderBase> const appender = MakeAppender(settings);
     TheAppender() = appender;
+    CountBy([] { return CountOf(TheAppender().lock()); });
     TheSink()->AddAppender(appender);
     if (settings.thrower) {
         TheSink()->AddAppender(boost::make_shared<Thrower>());
@@ -104,13 +112,9 @@ void Reconfigure(int change) {
 
 /// Nothing needs closing; what the buffer holds is written out so that it is accounted for.
 void Close() {
-    boost::shared_ptr<AppenderBase> const appender = TheAppender().lock();
-    if (auto const file = boost::dynamic_pointer_cast<FileAppender>(appender)) {
+    if (auto const file = boost::dynamic_pointer_cast<FileAppender>(TheAppender().lock())) {
         file->Close();
     }
-    Account const account = GetAccount(*appender);
-    unsigned long long const stale = GetStaleRecords(*LogCore::Get());
-    TellAccount(account.Appended() + stale, account.Lost() + stale);
 }
 
 }  // namespace tarqlog::faults

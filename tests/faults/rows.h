@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "faults/board.h"
 #include "faults/judge.h"
 #include "faults/writer.h"
 
@@ -30,10 +31,8 @@ struct Outcome {
     long childrenHung = 0;
     long childrenDied = 0;
     long hits = 0;
-    long logged = 0;     // log calls that have returned
-    long accounted = 0;  // lines, as the library itself has counted
-    long accountedLost = 0;
-    bool isAccounted = false;
+    bool isAccounted = false;  // the library has counted itself:
+    AccountNote account;
     std::string cannot;  // why the library could not take part
 };
 
