@@ -19,7 +19,7 @@ FLAGS = -DCMAKE_CXX_FLAGS="$$CPPFLAGS $$CXXFLAGS" \
 	-DCMAKE_EXE_LINKER_FLAGS="$$LDFLAGS" -DCMAKE_SHARED_LINKER_FLAGS="$$LDFLAGS"
 set_up = $(if $(filter no,$(SETUP)),,@scripts/setup $(1))
 
-.PHONY: help setup build demo test soak storms forks faults bench check install slips clean
+.PHONY: help setup build demo test soak storms forks faults bench docs check install slips clean
 
 help: ## print this
 	@echo 'make TARGET [SETUP=no] [CXXFLAGS=...] [CPPFLAGS=...] [LDFLAGS=...]'
@@ -69,6 +69,10 @@ faults: ## do to us and to other libraries what goes wrong, and count the lines 
 bench: ## measure us beside other libraries that write the same lines (QUICK=1, or DRAW=1 for the page)
 	$(call set_up,bench)
 	scripts/bench $(if $(QUICK),--quick) $(if $(DRAW),--draw)
+
+docs: ## make the site of headers and pages in build/docs/html
+	$(call set_up,docs)
+	scripts/docs
 
 check: ## hold the tree to what no test sees; scripts/gates has each gate (GATE=format, ...)
 	$(call set_up,ci)

@@ -1,8 +1,8 @@
 # Runs PROGRAM and fails unless it succeeds and prints what the files STDOUT and STDERR hold, line for
 # line; nothing where there is no such file. Times and thread ids may differ, but not in form.
 #
-# With ARGUMENT it does so in FOLDER, which is empty at first and gone afterwards; the program's clock then
-# stands still, and nothing may differ.
+# With FOLDER, it runs there, in a folder that is empty at first and gone afterwards. With ARGUMENT, which it
+# is given, the program's clock stands still, and nothing may differ.
 
 cmake_minimum_required(VERSION 3.22)
 
@@ -29,19 +29,19 @@ function(compare stream printed file)
 endfunction()
 
 # On standard output a NUL, which no variable can hold, shows as "@".
-if(DEFINED ARGUMENT)
+set(folder .)
+if(DEFINED FOLDER)
+    set(folder ${FOLDER})
     file(REMOVE_RECURSE ${FOLDER})
     file(MAKE_DIRECTORY ${FOLDER})
-else()
-    set(FOLDER .)
 endif()
 execute_process(COMMAND ${PROGRAM} ${ARGUMENT} COMMAND tr "\\000" "@"
-    WORKING_DIRECTORY ${FOLDER}
+    WORKING_DIRECTORY ${folder}
     OUTPUT_VARIABLE printed_stdout
     ERROR_VARIABLE printed_stderr
     RESULTS_VARIABLE results
 )
-if(DEFINED ARGUMENT)
+if(DEFINED FOLDER)
     file(REMOVE_RECURSE ${FOLDER})
 endif()
 list(GET results 0 result)

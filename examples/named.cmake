@@ -1,10 +1,14 @@
-# Fails unless each block of C++ in the documentation below SOURCE_DIR, and each output of a program, stands
-# below a comment that names it, and is one that the file DOCUMENTED lists, a line "PAGE:TITLE" for each.
+# Fails unless each block in the documentation below SOURCE_DIR stands below a comment that names it, and is
+# one that the file DOCUMENTED lists, a line "PAGE:TITLE" for each, or says that it is not run.
 
 cmake_minimum_required(VERSION 3.22)
 
 set(cplusplus "^ *(```+|~~~+) *([cC]|[cC][cC]|[cChH]pp|[cChH]xx|[cC]\\+\\+|CPP|[hH])( .*)?$")
-set(title_of_ours "^<!-- ([a-z0-9_]+(\\.cpp| body| compiled| frame| stdout| stderr)) -->$")
+set(kinds "\\.cpp| body| compiled| frame|\\.sh| rehearsed|\\.service file| gate| stdout| stderr")
+set(title_of_ours "^<!-- ([a-z0-9_-]+(${kinds})) -->$")
+set(not_run "^<!-- not run: .* -->$")
+# The first has blocks that are no C++ and have no names yet, the second a test of its own.
+set(may_lack_names "^(README|docs/collecting)\\.md$")
 
 file(STRINGS ${DOCUMENTED} documented)
 file(GLOB pages RELATIVE ${SOURCE_DIR} ${SOURCE_DIR}/*.md ${SOURCE_DIR}/docs/*.md ${SOURCE_DIR}/examples/*.md)
@@ -39,8 +43,14 @@ foreach(page IN LISTS pages)
                     endif()
                     list(APPEND titles "${title}")
                 endif()
-                if(line MATCHES "${cplusplus}" AND (title STREQUAL "" OR title MATCHES "(stdout|stderr)$"))
-                    message(SEND_ERROR "${where} no comment names this block, such as '<!-- NAME body -->'")
+                if(line MATCHES "${cplusplus}")
+                    if(title STREQUAL "" OR title MATCHES "(stdout|stderr)$")
+                        message(SEND_ERROR "${where} no comment names this block, such as '<!-- NAME body -->'")
+                    endif()
+                elseif(title STREQUAL "" AND NOT above MATCHES "${not_run}")
+                    if(NOT page MATCHES "${may_lack_names}")
+                        message(SEND_ERROR "${where} no comment names this block, such as '<!-- NAME.sh -->'")
+                    endif()
                 endif()
             endif()
         elseif(above MATCHES "${title_of_ours}" AND NOT within)

@@ -25,12 +25,14 @@ struct Account {
     /// lost when writing the buffer out fails. So does what the C library holds for the console,
     /// what the system log is told, which answers nothing, and each datagram that has left.
     unsigned long long written = 0;
-    unsigned long long openFailed = 0;  ///< lost, see LossCause
-    unsigned long long shortWrite = 0;
-    unsigned long long sendFailed = 0;
-    unsigned long long thrown = 0;
+    unsigned long long openFailed = 0;  ///< lost for LossCause::kOpenFailed
+    unsigned long long shortWrite = 0;  ///< lost for LossCause::kShortWrite
+    unsigned long long sendFailed = 0;  ///< lost for LossCause::kSendFailed
+    unsigned long long thrown = 0;      ///< lost for LossCause::kException
 
+    /// What the four causes add up to.
     unsigned long long Lost() const { return openFailed + shortWrite + sendFailed + thrown; }
+    /// All that Append() was given.
     unsigned long long Appended() const { return empty + filtered + written + Lost(); }
 };
 

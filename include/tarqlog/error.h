@@ -12,6 +12,7 @@ namespace log_utils {
 /// The library's own exception: a message, and what `errno` held when it was built.
 class TARQLOG_API Error : public std::runtime_error {
 public:
+    /// Reads `errno` once `message` is copied.
     explicit Error(std::string const& message);
     ~Error() noexcept override;
 

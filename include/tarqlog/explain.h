@@ -23,26 +23,26 @@ namespace tarqlog {
 
 /// What becomes of a record at one appender.
 struct AppenderExplanation {
-    Severity mask;   // the appender's own
-    bool isReached;  // false: the record does not reach the sink, or the mask stops it
+    Severity mask;   ///< the appender's own
+    bool isReached;  ///< false: the record does not reach the sink, or the mask stops it
 };
 
 /// What becomes of a record at one sink.
 struct SinkExplanation {
-    bool hasRule;                      // false: no rule is for the record's tag or one above it
-    std::vector<std::string> ruleTag;  // of the rule that decides, which is the one for the longest
-    Severity ruleSeverity;             // such tag; empty when there is none
-    bool isReached;                    // the rule lets the record through, to the appenders
-    std::vector<AppenderExplanation> appenders;  // as in LogSink::GetAppenders()
+    bool hasRule;                      ///< false: no rule is for the record's tag or one above it
+    std::vector<std::string> ruleTag;  ///< of the rule that decides, for the longest such tag
+    Severity ruleSeverity;             ///< what that rule lets through; empty without a rule
+    bool isReached;                    ///< the rule lets the record through, to the appenders
+    std::vector<AppenderExplanation> appenders;  ///< as in LogSink::GetAppenders()
 };
 
 /// What becomes of a record, at the moment of asking.
 struct Explanation {
-    std::vector<std::string> tag;        // the parts, as loggers and rules take them
-    Severity severity;                   // the record's
-    bool isForbidden;                    // IsLoggingForbidden(), which itself stops no record
-    std::vector<SinkExplanation> sinks;  // as in LogCore::GetSinks(); empty: nobody has added one
-    bool isReached;                      // any appender is
+    std::vector<std::string> tag;        ///< the parts, as loggers and rules take them
+    Severity severity;                   ///< the record's
+    bool isForbidden;                    ///< IsLoggingForbidden(), which itself stops no record
+    std::vector<SinkExplanation> sinks;  ///< as in LogCore::GetSinks(); empty: nobody has added one
+    bool isReached;                      ///< at least one appender is
 };
 
 /// Tells what the configuration of `core` makes of a record, which is what delivery does. It does

@@ -37,8 +37,8 @@ public:
     /// opened for reading.
     enum : unsigned int {
         kCreate = 1,     ///< makes a missing file, with mode 0664 less the umask
-        kRead = 2,       ///< reads
-        kWrite = 4,      ///< writes
+        kRead = 2,       ///< for kWrite not to be alone; implied without it
+        kWrite = 4,      ///< with kRead for both, otherwise for that alone
         kAppend = 8,     ///< every write goes to the end
         kTruncate = 16,  ///< empties the file
     };
@@ -63,6 +63,7 @@ public:
     /// Does nothing when not open. Its failure is not told, and `errno` stays as it was.
     void Close() noexcept;
 
+    /// Whether there is a descriptor; the system is not asked.
     bool IsOpen() const noexcept { return descriptor_ >= 0; }
 
     /// One read: how many bytes came, 0 at the end of the file, -1 on failure. Null `data` or a
@@ -101,6 +102,8 @@ public:
     /// @param exclusive    false shares the lock with others that share it
     /// @param nonBlocking  true fails where it would have to wait
     bool Lock(bool exclusive, bool nonBlocking);
+
+    /// Releases what Lock() took, in either mode. True also when there was nothing to release.
     bool Unlock();
 
 private:
@@ -119,7 +122,10 @@ TARQLOG_API bool ReadFile(std::string const& path, std::string* contents);
 /// short; what it took stays in the file.
 TARQLOG_API bool WriteFile(std::string const& path, std::string const& contents);
 
+/// True for "/" alone.
 TARQLOG_API bool IsPathSeparator(char c);
+
+/// "/", on every system.
 TARQLOG_API char GetPathSeparator();
 
 /// Where the name after the last separator begins: npos when there is none.
@@ -149,7 +155,7 @@ struct Status {
     /// other.
     enum Type : int { kOther = 0, kFile = 1, kDirectory = 2 };
 
-    Type type = kOther;
+    Type type = kOther;   ///< of what a link leads to
     long long size = 0;   ///< in bytes
     long long ctime = 0;  ///< last change of the status; not the birth
     long long atime = 0;  ///< last access

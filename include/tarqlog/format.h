@@ -303,6 +303,8 @@ inline void Check(LogStatement& statement, fmt::string_view format, Format const
 }  // namespace log_format
 }  // namespace tarqlog
 
+/// @cond machinery
+
 // {fmt} checks a format that is a type of this kind. Its own macro for that is in a header that
 // costs twice as much to include.
 #if __cplusplus >= 201402L
@@ -328,7 +330,9 @@ inline void Check(LogStatement& statement, fmt::string_view format, Format const
     TARQLOG_STATEMENT(LogStatement, name, log, severity, condition) \
     ::tarqlog::log_format::Check(name, TARQLOG_CHECKED(TARQLOG_FIRST(__VA_ARGS__)), __VA_ARGS__)
 
-/// `TARQLOG_INFO_F(log, format, ...);`
+/// @endcond
+
+/// Statements in the style of {fmt}: `TARQLOG_INFO_F(log, format, ...);`
 #define TARQLOG_F(log, severity, ...) TARQLOG_FORMAT(log, severity, true, __VA_ARGS__)
 #define TARQLOG_TRACE_F(log, ...) TARQLOG_F(log, ::tarqlog::kTrace, __VA_ARGS__)
 #define TARQLOG_DEBUG_F(log, ...) TARQLOG_F(log, ::tarqlog::kDebug, __VA_ARGS__)
@@ -337,7 +341,7 @@ inline void Check(LogStatement& statement, fmt::string_view format, Format const
 #define TARQLOG_ERROR_F(log, ...) TARQLOG_F(log, ::tarqlog::kError, __VA_ARGS__)
 #define TARQLOG_FATAL_F(log, ...) TARQLOG_F(log, ::tarqlog::kFatal, __VA_ARGS__)
 
-/// `TARQLOG_INFO_F_IF(log, condition, format, ...);`
+/// The same under a condition: `TARQLOG_INFO_F_IF(log, condition, format, ...);`
 #define TARQLOG_F_IF(log, severity, condition, ...) \
     TARQLOG_FORMAT(log, severity, condition, __VA_ARGS__)
 #define TARQLOG_TRACE_F_IF(log, condition, ...) \

@@ -46,6 +46,7 @@ public:
     ///         the flag and its position in bytes, the first being 1
     explicit PatternHeader(std::string const& pattern, Zone zone = kUtc);
 
+    /// Appends to `header`. Called by appenders; safe from any thread.
     void operator()(std::string& header, LogRecord const& record) const;
 
 private:
@@ -58,10 +59,11 @@ private:
 /// header of no characters stays so.
 class TARQLOG_API ColourHeader {
 public:
-    /// `on` is the application's decision, say `::isatty(STDERR_FILENO) != 0`; without it the
+    /// `on` is the application's decision, say what isatty() says of the stream; without it the
     /// header is that of `formatHeader`. An empty `formatHeader` throws as it does in an appender.
     ColourHeader(FormatHeaderFunc const& formatHeader, bool on);
 
+    /// Appends to `header`. Called by appenders; throws what the other header throws.
     void operator()(std::string& header, LogRecord const& record) const;
 
 private:

@@ -86,6 +86,7 @@ public:
     /// `seconds` is not above 0. The clock is GetMonotonicTimeInNs() or what stands in for it.
     bool EveryT(double seconds) { return Note(IsDue(seconds)); }
 
+    /// True at the first call alone.
     bool Once() { return FirstN(1); }
 
     /// How many calls were false since TakeSkipped() was last called.
@@ -465,6 +466,8 @@ inline LogLimit& LogLimitOf(Place) {  // inline, so that GCC leaves it out where
 #define TARQLOG_EVERY_T(seconds) (::tarqlog::LogLimitOf([] {}).EveryT(seconds))
 #define TARQLOG_ONCE (::tarqlog::LogLimitOf([] {}).Once())
 
+/// @cond machinery
+
 // Each statement is one loop that runs at most once: its variable is the statement, and what is
 // written to the right of the macro, or passed to it, is its body. The push comes after the body,
 // not in a destructor, so that it may throw, and so that no exception in flight plays a part.
@@ -529,7 +532,9 @@ constexpr Severity KeptSeverity(Severity severity) {
 #define TARQLOG_PRINT_NAMED(name, log, severity, condition, ...) \
     TARQLOG_STATEMENT(LogStatement, name, log, severity, condition)(name).Print(__VA_ARGS__)
 
-/// `TARQLOG_INFO(log) << ...;`
+/// @endcond
+
+/// Statements that are streams: `TARQLOG_INFO(log) << ...;`
 #define TARQLOG(log, severity) TARQLOG_STREAM(log, severity, true)
 #define TARQLOG_TRACE(log) TARQLOG(log, ::tarqlog::kTrace)
 #define TARQLOG_DEBUG(log) TARQLOG(log, ::tarqlog::kDebug)
@@ -538,7 +543,7 @@ constexpr Severity KeptSeverity(Severity severity) {
 #define TARQLOG_ERROR(log) TARQLOG(log, ::tarqlog::kError)
 #define TARQLOG_FATAL(log) TARQLOG(log, ::tarqlog::kFatal)
 
-/// `TARQLOG_INFO_IF(log, condition) << ...;`
+/// Streams under a condition: `TARQLOG_INFO_IF(log, condition) << ...;`
 #define TARQLOG_IF(log, severity, condition) TARQLOG_STREAM(log, severity, condition)
 #define TARQLOG_TRACE_IF(log, condition) TARQLOG_IF(log, ::tarqlog::kTrace, condition)
 #define TARQLOG_DEBUG_IF(log, condition) TARQLOG_IF(log, ::tarqlog::kDebug, condition)
@@ -556,7 +561,7 @@ constexpr Severity KeptSeverity(Severity severity) {
 #define TARQLOG_ERROR_P(log, ...) TARQLOG_P(log, ::tarqlog::kError, __VA_ARGS__)
 #define TARQLOG_FATAL_P(log, ...) TARQLOG_P(log, ::tarqlog::kFatal, __VA_ARGS__)
 
-/// `TARQLOG_INFO_P_IF(log, condition, format, ...);`
+/// The same under a condition: `TARQLOG_INFO_P_IF(log, condition, format, ...);`
 #define TARQLOG_P_IF(log, severity, condition, ...) \
     TARQLOG_PRINT(log, severity, condition, __VA_ARGS__)
 #define TARQLOG_TRACE_P_IF(log, condition, ...) \

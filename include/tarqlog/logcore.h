@@ -21,8 +21,8 @@ class LogSink;
 
 /// A sink as it was registered: what LogCore::AddSink() took.
 struct SinkRegistration {
-    std::set<FilterRule> rules;
-    boost::shared_ptr<LogSink> sink;
+    std::set<FilterRule> rules;       ///< those in force, see LogCore::GetSinks()
+    boost::shared_ptr<LogSink> sink;  ///< shared with the core; never null
 };
 
 /// The routing table: the registered sinks, 32 at the most, and the rules that say which logger

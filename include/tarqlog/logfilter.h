@@ -33,6 +33,7 @@ public:
     FilterRule& operator=(FilterRule const& other);
     FilterRule& operator=(FilterRule&& other) noexcept;
 
+    /// Exchanges tags and severities, without a copy.
     void Swap(FilterRule& other) noexcept;
 
     /// Same tag, whatever the severities.
@@ -44,6 +45,7 @@ public:
     /// The parts of the tag; none for the root rule.
     std::vector<std::string> const& GetTag() const;
 
+    /// The accepted levels, with any bits beyond the six.
     Severity GetSeverity() const;
 
 private:

@@ -33,11 +33,13 @@ public:
     /// Cuts the text to `size` bytes, or fills it up with zero bytes.
     void Resize(unsigned long size);
 
+    /// A level, or whatever set the constructor was given.
     Severity GetSeverity() const { return severity_; }
 
     /// Milliseconds since 1970-01-01 00:00:00 UTC.
     long long GetTime() const { return time_; }
 
+    /// Of the thread that built the record; at first GetThisThreadId().
     unsigned long GetThreadId() const { return threadId_; }
 
     /// The text. Appenders see it with one NUL at the end, which is not part of the message.

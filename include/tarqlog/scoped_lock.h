@@ -11,6 +11,7 @@ namespace threads {
 template <class Mutex>
 class TARQLOG_SCOPED_CAPABILITY ScopedLock {
 public:
+    /// Waits for `mutex`, which must outlive the scope.
     explicit ScopedLock(Mutex& mutex) TARQLOG_ACQUIRE(mutex) : mutex_(mutex) { mutex_.Lock(); }
     ~ScopedLock() TARQLOG_RELEASE() { mutex_.Unlock(); }
 
@@ -25,6 +26,7 @@ private:
 template <class Mutex>
 class TARQLOG_SCOPED_CAPABILITY ScopedSharedLock {
 public:
+    /// Waits for `mutex`, which must outlive the scope.
     explicit ScopedSharedLock(Mutex& mutex) TARQLOG_ACQUIRE_SHARED(mutex) : mutex_(mutex) {
         mutex_.LockShared();
     }

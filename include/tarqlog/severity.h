@@ -17,24 +17,29 @@ enum Severity : std::uint32_t {
     kFatal = 32,
 };
 
+/// The levels of either set.
 constexpr Severity operator|(Severity left, Severity right) {
     return static_cast<Severity>(static_cast<std::uint32_t>(left) |
                                  static_cast<std::uint32_t>(right));
 }
 
+/// The levels that both sets have; 0 is false, as in `(mask & severity) != 0`.
 constexpr Severity operator&(Severity left, Severity right) {
     return static_cast<Severity>(static_cast<std::uint32_t>(left) &
                                  static_cast<std::uint32_t>(right));
 }
 
+/// All 32 bits but those of `severity`, so also such as have no name.
 constexpr Severity operator~(Severity severity) {
     return static_cast<Severity>(~static_cast<std::uint32_t>(severity));
 }
 
+/// Adds the levels of `right`.
 inline Severity& operator|=(Severity& left, Severity right) {
     return left = left | right;
 }
 
+/// Leaves only the levels of `right`.
 inline Severity& operator&=(Severity& left, Severity right) {
     return left = left & right;
 }

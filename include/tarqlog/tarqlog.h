@@ -3,6 +3,15 @@
 
 // The whole library but format.h, which needs {fmt}. Each header also stands alone.
 
+/// @namespace tarqlog
+/// All that the library declares but its macros, whose names begin with TARQLOG.
+
+/// @namespace tarqlog::log_utils
+/// Files and paths, on which the file appenders stand.
+
+/// @namespace tarqlog::threads
+/// The locks that AppenderBase::Mutex() and GetGlobalStreamMutex() hand out, and their scopes.
+
 #include "tarqlog/accounting.h"
 #include "tarqlog/android_appender.h"
 #include "tarqlog/appender_base.h"

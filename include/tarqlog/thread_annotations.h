@@ -3,6 +3,7 @@
 
 // What a mutex guards, in words that Clang's -Wthread-safety checks. Empty for other compilers.
 
+/// The attribute by its name in Clang, for those below; nothing elsewhere.
 #if defined(__clang__)
 #define TARQLOG_THREAD_ATTRIBUTE(attribute) __attribute__((attribute))
 #else

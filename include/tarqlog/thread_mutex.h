@@ -23,7 +23,10 @@ public:
     ThreadMutex(ThreadMutex const&) = delete;
     ThreadMutex& operator=(ThreadMutex const&) = delete;
 
+    /// Waits until no other thread holds the mutex.
     void Lock() TARQLOG_ACQUIRE();
+
+    /// To be called as often as the mutex was taken, by the thread that took it.
     void Unlock() TARQLOG_RELEASE();
 
     /// Takes the mutex if it is free or this thread's already, and tells whether it did.

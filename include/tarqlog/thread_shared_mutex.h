@@ -30,11 +30,15 @@ public:
     /// Waits until no other thread holds the lock.
     /// @throws log_utils::Error when the system refuses; the lock is then not held
     void Lock() TARQLOG_ACQUIRE();
+
+    /// Ends what Lock() began, on the same thread.
     void Unlock() TARQLOG_RELEASE();
 
     /// Waits until no other thread holds the lock exclusively.
     /// @throws log_utils::Error when the system refuses; the lock is then not held
     void LockShared() TARQLOG_ACQUIRE_SHARED();
+
+    /// Ends what LockShared() began, on the same thread.
     void UnlockShared() TARQLOG_RELEASE_SHARED();
 
     /// The native lock, which stays this object's own.

@@ -27,6 +27,7 @@ public:
     ///              not looked up: one counts as 255.255.255.255, for the system to refuse.
     bool Create(char const* host, unsigned short port);
 
+    /// Whether there is a socket, which tells nothing of the other end.
     bool IsOpen() const noexcept { return socket_ != -1; }
 
     /// Sends `count` pieces as one datagram, in one system call and without joining them; an empty

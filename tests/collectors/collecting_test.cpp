@@ -23,6 +23,7 @@
 #include <gtest/gtest.h>
 
 #include "collectors/daemon.h"
+#include "collectors/page.h"
 #include "support/installed_hooks.h"
 #include "support/noting_appender.h"
 #include "support/records.h"
@@ -32,46 +33,9 @@
 namespace tarqlog {
 namespace {
 
-// The page.
-
-/// The fenced blocks of the page, by the comment above each; throws when one has none of its own.
-std::map<std::string, std::string> Blocks() {
-    std::istringstream page(ReadWholeFile(TARQLOG_COLLECTING_PAGE));
-    std::map<std::string, std::string> blocks;
-    std::string above;
-    for (std::string line; std::getline(page, line); above = line) {
-        if (line.compare(0, 3, "```") != 0) {
-            continue;
-        }
-        bool const isTitle = above.size() > 9 && above.compare(0, 5, "<!-- ") == 0 &&
-                             above.compare(above.size() - 4, 4, " -->") == 0;
-        std::string block;
-        while (std::getline(page, line) && line != "```") {
-            block += line + "\n";
-        }
-        if (!isTitle || !blocks.emplace(above.substr(5, above.size() - 9), block).second) {
-            throw std::runtime_error("this block has no comment of its own above it:\n" + block);
-        }
-    }
-    return blocks;
-}
-
+/// A block of the page.
 std::string Block(std::string const& title) {
-    std::map<std::string, std::string> const blocks = Blocks();
-    auto const found = blocks.find(title);
-    if (found == blocks.end()) {
-        throw std::runtime_error("the page has no block below <!-- " + title + " -->");
-    }
-    return found->second;
-}
-
-std::string Replaced(std::string text, std::string const& what, std::string const& with) {
-    std::string::size_type position = 0;
-    while ((position = text.find(what, position)) != std::string::npos) {
-        text.replace(position, what.size(), with);
-        position += with.size();
-    }
-    return text;
+    return tarqlog::Block(TARQLOG_COLLECTING_PAGE, title);
 }
 
 std::string Name(Collector collector) {
@@ -337,7 +301,7 @@ INSTANTIATE_TEST_SUITE_P(With, CollectingTest,
 
 TEST(CollectingPageTest, EachBlockIsRunByATestOrSaysThatItIsNot) {
     std::set<std::string> titles;
-    for (auto const& block : Blocks()) {
+    for (auto const& block : Blocks(TARQLOG_COLLECTING_PAGE)) {
         titles.insert(block.first);
     }
     EXPECT_EQ(titles, (std::set<std::string>{

@@ -14,6 +14,7 @@
 #include "tarqlog/file_appender.h"
 
 #include "collectors/daemon.h"
+#include "collectors/page.h"
 #include "support/child.h"
 #include "support/installed_hooks.h"
 #include "support/records.h"
@@ -48,9 +49,13 @@ class LogrotateTest : public testing::Test {
 protected:
     /// Rotates app.log, whatever its size, as logrotate's `directives` say.
     void Rotate(std::string const& directives) const {
-        WriteWholeFile(
-            directory_.File("logrotate.conf"),
-            "\"" + path_ + "\" {\nrotate " + std::to_string(kKept) + "\n" + directives + "\n}\n");
+        RotateAs("\"" + path_ + "\" {\nrotate " + std::to_string(kKept) + "\n" + directives +
+                 "\n}\n");
+    }
+
+    /// Rotates what is due or not, as the whole `configuration` says.
+    void RotateAs(std::string const& configuration) const {
+        WriteWholeFile(directory_.File("logrotate.conf"), configuration);
         ChildResult const result = RunUnpacked(
             "logrotate",
             {"--force", "--state", directory_.File("state"), directory_.File("logrotate.conf")});
@@ -85,6 +90,14 @@ protected:
         isDone = true;
         logging.join();
         return last;
+    }
+
+    /// The tool, to be written to, with app.log for its file. Its process id is in the file "pid".
+    std::FILE* OpenTool() const {
+        // The shell notes the number that the tool has after it.
+        std::string const command = "echo $$ >'" + directory_.File("pid") +
+                                    "'; exec " TARQLOG_TOOL " -o 'file:" + path_ + ",buffer=9'";
+        return ::popen(command.c_str(), "w");
     }
 
     InstalledHooks const hooks_{[] { return 1700000000123LL; }, [] { return 4242U; }};
@@ -169,10 +182,7 @@ TEST_F(LogrotateTest, CopyingLosesWhatIsWrittenBeforeTheTruncationAndNothingElse
 }
 
 TEST_F(LogrotateTest, ToolReopensItsFileWhenLogrotateTellsIt) {
-    // The shell notes the number that the tool has after it.
-    std::string const command = "echo $$ >'" + directory_.File("pid") +
-                                "'; exec " TARQLOG_TOOL " -o 'file:" + path_ + ",buffer=9'";
-    std::FILE* const tool = ::popen(command.c_str(), "w");
+    std::FILE* const tool = OpenTool();
     ASSERT_NE(tool, nullptr);
     std::fputs("before\n", tool);
     std::fflush(tool);
@@ -186,6 +196,28 @@ TEST_F(LogrotateTest, ToolReopensItsFileWhenLogrotateTellsIt) {
     EXPECT_NE(ReadWholeFile(path_ + ".1").find(":before\n"), std::string::npos);
     EXPECT_NE(ReadWholeFile(path_).find(":after\n"), std::string::npos);
     EXPECT_EQ(ReadWholeFile(path_).find(":before\n"), std::string::npos);
+}
+
+TEST_F(LogrotateTest, ConfigurationOfTheRecipeKeepsEachLineAndCompressesTheOlderFile) {
+    std::string configuration = Block(TARQLOG_RECIPES_PAGE, "logrotate gate");
+    configuration = Replaced(configuration, "/var/log/shop/*.log", "\"" + path_ + "\"");
+    configuration = Replaced(configuration, "/run/shop.pid", directory_.File("pid"));
+    std::FILE* const tool = OpenTool();
+    ASSERT_NE(tool, nullptr);
+    for (char const* const text : {"first\n", "second\n"}) {
+        std::fputs(text, tool);
+        std::fflush(tool);
+        WaitForLines(path_, 1);
+        RotateAs(configuration);
+        WaitUntil("the tool reopens " + path_, [&] { return std::filesystem::exists(path_); });
+    }
+    std::fputs("third\n", tool);
+    EXPECT_EQ(::pclose(tool), 0);
+
+    ChildResult const older = RunProgram("/usr/bin/env", {"gzip", "-dc", path_ + ".2.gz"});
+    EXPECT_NE(older.output.find(":first\n"), std::string::npos) << older.errors;
+    EXPECT_NE(ReadWholeFile(path_ + ".1").find(":second\n"), std::string::npos);
+    EXPECT_NE(ReadWholeFile(path_).find(":third\n"), std::string::npos);
 }
 
 }  // namespace
