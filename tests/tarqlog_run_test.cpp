@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,13 +6,13 @@
 #include <cstdlib>
 #include <functional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "support/child.h"
 #include "support/temporary_directory.h"
+#include "support/terminal.h"
 #include "support/tool.h"
 #include "support/udp_port.h"
 
@@ -71,43 +70,6 @@ std::string Counted(std::string const& header, int last) {
     }
     return lines;
 }
-
-/// A terminal of the test's own, at whose keys the test sits.
-class Terminal {
-public:
-    Terminal() : master_(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
-        if (master_ < 0 || ::grantpt(master_) != 0 || ::unlockpt(master_) != 0) {
-            throw std::runtime_error("cannot make a terminal");
-        }
-    }
-    ~Terminal() { ::close(master_); }
-
-    Terminal(Terminal const&) = delete;
-    Terminal& operator=(Terminal const&) = delete;
-
-    /// Makes it the terminal of this process, which is the leader of a session then.
-    void Adopt() const {
-        ::setsid();
-        char name[64];
-        ::ptsname_r(master_, name, sizeof name);
-        int const slave = ::open(name, O_RDWR);
-        ::ioctl(slave, TIOCSCTTY, 0);
-    }
-
-    /// Presses the key that interrupts. The signal is sent when the terminal has echoed the key.
-    void PressInterrupt() const {
-        EXPECT_EQ(::write(master_, "\x03", 1), 1);
-        std::string echo;
-        char character = 0;
-        while (echo != "^C" && ::read(master_, &character, 1) == 1) {
-            echo += character;
-        }
-        EXPECT_EQ(echo, "^C");
-    }
-
-private:
-    int const master_;
-};
 
 // Lines
 

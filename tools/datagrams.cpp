@@ -22,6 +22,7 @@ namespace {
 
 constexpr std::size_t kMaxDatagram = 65507;  // bytes: what IPv4 and UDP leave of 64 KiB
 constexpr std::string_view kCutMark = " [cut]";
+constexpr std::string_view kCutObject = " [cut]\"}";  // the text is the last of its members
 
 /// The first IPv4 address of `host`, in dots.
 std::string ToAddress(std::string const& host) {
@@ -51,6 +52,23 @@ std::size_t WholeCharacters(char const* text, std::size_t size) {
     return end;
 }
 
+/// The same without a torn escape of EscapingAppender or JSON.
+std::size_t WholeEscapes(char const* text, std::size_t size) {
+    std::size_t end = 0;
+    while (end < size) {
+        std::size_t length = 1;
+        if (text[end] == '\\') {
+            char const kind = text[end + 1];
+            length = kind == 'u' ? 6 : kind == 'x' ? 4 : 2;  // \u001b, \x1b, \n
+        }
+        if (length > size - end) {
+            return end;
+        }
+        end += length;
+    }
+    return end;
+}
+
 }  // namespace
 
 void DatagramAppender::DoAppend(LogRecord const& record) {
@@ -61,10 +79,14 @@ void DatagramAppender::DoAppend(LogRecord const& record) {
         return;
     }
     char const* const text = record.GetData().data();
-    std::size_t const kept = WholeCharacters(text, room - kCutMark.size());
+    std::string_view const mark = form_ == TextForm::kJson ? kCutObject : kCutMark;
+    std::size_t kept = WholeCharacters(text, room - mark.size());
+    if (form_ != TextForm::kPlain) {
+        kept = WholeEscapes(text, kept);
+    }
     LogRecord cut(record.GetSeverity());
     cut.WriteData(text, static_cast<int>(kept));
-    cut.WriteData(kCutMark.data(), static_cast<int>(kCutMark.size()));
+    cut.WriteData(mark.data(), static_cast<int>(mark.size()));
     cut.WriteData("", 1);
     UdpAppender::DoAppend(cut);
     ++cutCount_;

@@ -8,12 +8,18 @@
 #include <tarqlog/logrecord.h>
 #include <tarqlog/udp_appender.h>
 
+#include "text_form.h"
+
 namespace tarqlog::tool {
 
-/// Sends each record as a datagram. A text that is too long for one is cut, and says so at its end.
+/// Sends each record as a datagram. A text that is too long for one is cut, and says so at its end;
+/// an escape stays whole, and a JSON object stays one.
 class DatagramAppender : public UdpAppender {
 public:
     using UdpAppender::UdpAppender;
+
+    /// Says what the texts come in; TextForm::kPlain unless told otherwise.
+    void SetForm(TextForm form) { form_ = form; }
 
     /// How many texts were cut.
     unsigned long long CutCount() const { return cutCount_; }
@@ -22,6 +28,7 @@ protected:
     void DoAppend(LogRecord const& record) override;
 
 private:
+    TextForm form_ = TextForm::kPlain;
     unsigned long long cutCount_ = 0;
 };
 

@@ -1,5 +1,8 @@
 #include "delivery.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +12,7 @@
 #include <tarqlog/logcore.h>
 
 #include "complaint.h"
+#include "terminal.h"
 
 namespace tarqlog::tool {
 
@@ -23,6 +27,20 @@ Delivery::Delivery(std::vector<Outlet> const& outlets) : outlets_(outlets) {
         }
     }
     output_.SetBuffers();
+}
+
+bool Delivery::HasTerminal() const {
+    return std::any_of(outlets_.begin(), outlets_.end(), [](Outlet const& outlet) {
+        return outlet.stream != nullptr && IsTerminal(::fileno(outlet.stream));
+    });
+}
+
+bool Delivery::HasViewer() const {
+    return std::any_of(outlets_.begin(), outlets_.end(), [](Outlet const& outlet) {
+        struct stat status = {};
+        return outlet.stream != nullptr && ::fstat(::fileno(outlet.stream), &status) == 0 &&
+               !S_ISREG(status.st_mode);
+    });
 }
 
 void Delivery::ReportFailure() {

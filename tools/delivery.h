@@ -21,6 +21,12 @@ public:
 
     bool HasFiles() const { return !files_.empty(); }
 
+    /// Whether lines go to a terminal.
+    bool HasTerminal() const;
+
+    /// Whether lines go to somebody who may show them on a terminal, as a pager at a pipe does.
+    bool HasViewer() const;
+
     /// Whether all writes to the standard streams went well. To be asked after each, while `errno`
     /// is still the failing one's.
     bool AreStreamsIntact() { return output_.AreIntact(); }

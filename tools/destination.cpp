@@ -10,6 +10,7 @@
 #include <boost/make_shared.hpp>
 
 #include <tarqlog/console_appender.h>
+#include <tarqlog/format_func.h>
 #include <tarqlog/logcore.h>
 #include <tarqlog/logsink.h>
 
@@ -18,6 +19,7 @@
 #include "levels.h"
 #include "number.h"
 #include "system_log.h"
+#include "terminal.h"
 
 namespace tarqlog::tool {
 
@@ -168,6 +170,13 @@ void MakeSystemLog(std::string const& identity, Settings&, Destination& destinat
     };
 }
 
+TextForm ToForm(std::string const& text) {
+    if (text != "json" && text != "text") {
+        throw UsageError("format '" + text + "' is unknown, known are json and text");
+    }
+    return text == "json" ? TextForm::kJson : TextForm::kPlain;
+}
+
 /// What stands behind the name of a kind and a colon.
 enum class Operand { kNone, kOptional, kRequired };
 
@@ -232,6 +241,21 @@ void AddSink(Destination const& destination, boost::shared_ptr<AppenderBase> con
     LogCore::Get()->AddSink(destination.rules, sink);
 }
 
+/// Has what writes for `outlet` show records as `destination` asks for, or as its terminal needs
+/// it. Returns the appender that is to join the sink.
+boost::shared_ptr<AppenderBase> Dress(Destination const& destination, Outlet const& outlet) {
+    int const descriptor = outlet.stream != nullptr ? ::fileno(outlet.stream) : -1;
+    TextForm const form = destination.form == TextForm::kPlain && IsTerminal(descriptor)
+                              ? TextForm::kEscaped
+                              : destination.form;
+    if (outlet.datagrams != nullptr) {
+        outlet.datagrams->SetForm(form);
+    }
+    bool const hasFullHeader = !destination.identity;  // the system log has its own time and level
+    return PutIntoForm(form, outlet.appender, DefaultFormatHeaderFunc(hasFullHeader),
+                       WantsColour(descriptor));
+}
+
 }  // namespace
 
 Destination MakeDestination(std::string const& text) {
@@ -256,6 +280,9 @@ Destination MakeDestination(std::string const& text) {
     if (std::optional<std::string> const levels = TakeSetting(settings, "levels")) {
         destination.levels = ToLevels(*levels);
     }
+    if (std::optional<std::string> const format = TakeSetting(settings, "format")) {
+        destination.form = ToForm(*format);
+    }
     if (!settings.empty()) {
         throw UsageError("unknown setting '" + settings.begin()->first + "'");
     }
@@ -276,7 +303,7 @@ std::vector<Outlet> OpenAndRegister(std::vector<Destination> const& destinations
     for (Destination const& destination : destinations) {
         outlets.push_back(destination.open());
         outlets.back().name = destination.text;
-        AddSink(destination, outlets.back().appender);
+        AddSink(destination, Dress(destination, outlets.back()));
     }
     return outlets;
 }

@@ -15,17 +15,19 @@
 #include <tarqlog/logfilter.h>
 #include <tarqlog/severity.h>
 
+#include "text_form.h"
+
 namespace tarqlog::tool {
 
 class DatagramAppender;
 
 /// A destination that is open. Of the pointers below its appender at most one is not null.
 struct Outlet {
-    std::string name;  // what asked for it
-    boost::shared_ptr<AppenderBase> appender;
-    std::FILE* stream = nullptr;            // the standard stream that it writes to
-    FileAppender* file = nullptr;           // itself, where it writes to a file
-    DatagramAppender* datagrams = nullptr;  // itself, where it sends datagrams
+    std::string name;                          // what asked for it
+    boost::shared_ptr<AppenderBase> appender;  // the one that writes, whoever has joined the sink
+    std::FILE* stream = nullptr;               // the standard stream that it writes to
+    FileAppender* file = nullptr;              // itself, where it writes to a file
+    DatagramAppender* datagrams = nullptr;     // itself, where it sends datagrams
 };
 
 /// Where records go, and which of them. Opens nothing by itself.
@@ -33,6 +35,7 @@ struct Destination {
     std::string text;                  // what it was made from
     Severity levels = kAllSeverities;  // what its own mask lets through
     std::set<FilterRule> rules;        // the root rule is always among them
+    TextForm form = TextForm::kPlain;  // on a terminal that is kEscaped
     bool isFile = false;
     std::optional<std::string> identity;  // only of the system log, and empty for the tool's name
     std::function<Outlet()> open;         // throws std::runtime_error when that fails

@@ -34,12 +34,13 @@ public:
 
     std::string make_usage(CLI::App const*, std::string) const override { return usage_; }
 
-    /// Without the heading, for which there is no line to spare.
+    /// Without the heading, for which there is no line to spare, and without options that another
+    /// one's text names.
     std::string make_group(std::string, bool isPositional,
                            std::vector<CLI::Option const*> options) const override {
         std::string text = "\n";
         for (CLI::Option const* const option : options) {
-            text += make_option(option, isPositional);
+            text += option->get_description().empty() ? "" : make_option(option, isPositional);
         }
         return text;
     }
@@ -71,12 +72,11 @@ what is written by then is logged.)";
 std::string Footer() {
     return "DEST is " + DestinationNames() +
            R"(:
-  ,levels=LEVELS  what it takes      ,buffer=N  records in one write to a file
-  ,size=SIZE      a file's limit, as in 512K, 10M or 1G   (\, is , and \\ is \)
-  ,keep=N         rolled files (5)   ,truncate  empties file:PATH at the start
-LEVELS is all, none, a LEVEL, LEVEL+ for all from it up, or letters as in WEF.
-LEVEL is trace, debug, info, warning, error, fatal, the first letter of these,
-  or the system log's name (emerg to debug) or number (0 to 7).)";
+  ,levels=LEVELS  what it takes      ,format=json  as JSON (\, is , and \\ is \)
+  ,size=SIZE      a file's limit     ,keep=N       rolled files (5)
+  ,buffer=N       records per write  ,truncate     empties file:PATH at start
+LEVELS: all, none, a LEVEL, LEVEL+ for all from it up, or letters as in WEF
+LEVEL: trace, debug, info, warning, error, fatal; T to F; emerg to debug; 0 to 7)";
 }
 
 /// Destinations and rules in the order in which the command line names them.
@@ -112,9 +112,15 @@ public:
         rules.insert(rule);
     }
 
-    std::vector<Destination> Take() {
+    /// @param escape  whether plain texts are escaped
+    std::vector<Destination> Take(bool escape) {
         if (destinations_.empty()) {
             AddDestination("stderr");
+        }
+        for (Destination& destination : destinations_) {
+            if (escape && destination.form == TextForm::kPlain) {
+                destination.form = TextForm::kEscaped;
+            }
         }
         return std::move(destinations_);
     }
@@ -174,6 +180,19 @@ private:
     CLI::App& app_;
     std::map<CLI::Option const*, std::function<void(std::string const&)>> apply_;
 };
+
+/// The flags that the help has behind everything else.
+void AddLastFlags(CLI::App& app, Options& options, bool isCommand) {
+    app.add_flag("--escape", options.escape, "show control bytes as \\x1b; on a terminal always");
+    app.add_flag("-n,--dry-run", options.dryRun, "print the DESTs with their rules and end");
+    app.add_flag("--stats", options.stats, "print counts and speed at the end");
+    if (!isCommand) {
+        app.add_flag("--progress", options.progress,
+                     "tell how far it is; for long FILEs by itself");
+    }
+    app.set_help_flag("-h,--help", "print this help; --version: the version");
+    app.set_version_flag("--version", "tarqlog " TARQLOG_VERSION, "");
+}
 
 /// The arguments from last to first, as CLI11 takes them. It would give "--tag=" the next argument
 /// for a value; as two arguments there is no doubt.
@@ -251,10 +270,7 @@ Options ParseOptions(int argc, char const* const* argv, Operands operands) {
                [&](std::string const& text) { routing.AddDestination(text); });
     values.Add("-r,--rule", "TAG=LEVELS", "what the DEST before it, else each DEST, takes",
                [&](std::string const& text) { routing.AddRule(text); });
-    app.add_flag("-n,--dry-run", options.dryRun, "print the DESTs with their rules and end");
-    app.add_flag("--stats", options.stats, "print counts and speed at the end");
-    app.set_help_flag("-h,--help", "print this help");
-    app.set_version_flag("--version", "tarqlog " TARQLOG_VERSION, "print the version");
+    AddLastFlags(app, options, isCommand);
 
     try {
         app.parse(Arguments(argc, argv));
@@ -268,7 +284,7 @@ Options ParseOptions(int argc, char const* const* argv, Operands operands) {
         throw UsageError(error.what());
     }
     values.Apply();
-    options.destinations = routing.Take();
+    options.destinations = routing.Take(options.escape);
     options.operands = ToOperands(app.remaining());
     if (isCommand) {
         if (!options.operands.empty()) {

@@ -24,6 +24,8 @@ struct Options {
     bool subTags = false;
     bool dryRun = false;
     bool stats = false;
+    bool escape = false;  // which the destinations know
+    bool progress = false;
     std::size_t maxLine = 1 << 20;  // bytes
     std::vector<Destination> destinations;
     std::vector<std::string> operands;  // FILEs or TAGs, or COMMAND and its ARGs

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,7 @@
 #include "line_buffer.h"
 #include "line_logger.h"
 #include "options.h"
+#include "progress.h"
 #include "signals.h"
 #include "standard_streams.h"
 
@@ -37,9 +39,14 @@ class Run {
 public:
     Run(Options const& options, std::vector<Outlet> const& outlets)
         : options_(options),
+          files_(options.operands.empty() ? std::vector<std::string>{"-"} : options.operands),
           delivery_(outlets),
           lines_(options.maxLine),
-          logger_(options, options.level) {}
+          logger_(options, options.level),
+          size_(BytesToRead(files_)),
+          progress_(ChooseManner(options.progress, delivery_.HasTerminal(),
+                                 size_.has_value() && !delivery_.HasViewer()),
+                    size_.value_or(0), Progress::Real()) {}
 
     /// Returns the exit status.
     int Execute();
@@ -50,21 +57,24 @@ private:
     bool AwaitInput(int descriptor);
 
     Options const& options_;
+    std::vector<std::string> const files_;
     Delivery delivery_;
     LineBuffer lines_;
     LineLogger logger_;
+    std::optional<unsigned long long> const size_;  // of all input, in bytes
+    Progress progress_;
 };
 
 int Run::Execute() {
-    std::vector<std::string> const standardInput = {"-"};
     bool areAllRead = true;
-    for (std::string const& file : options_.operands.empty() ? standardInput : options_.operands) {
+    for (std::string const& file : files_) {
         areAllRead = LogFile(file) && areAllRead;
         if (StopRequested() || !delivery_.AreStreamsIntact()) {
             break;
         }
     }
     bool const isAllDelivered = delivery_.End();
+    progress_.End(lines_.BytesRead(), logger_.GetCounts().lines);
     if (options_.stats) {
         delivery_.PrintStats(logger_.GetCounts(), lines_.BytesRead());
     }
@@ -102,6 +112,7 @@ int Run::LogInput(int descriptor) {
         if (lines_.AtEnd() || !delivery_.FlushStreams() || (StopRequested() && lines_.IsEmpty())) {
             return error;
         }
+        progress_.Update(lines_.BytesRead(), logger_.GetCounts().lines);
         if (AwaitInput(descriptor)) {
             error = lines_.Fill(descriptor);
         } else {
