@@ -7,7 +7,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <regex>
 #include <stdexcept>
@@ -325,36 +324,15 @@ TEST(TarqlogDestinationsTest, JsonIsNotEscapedTwice) {
 
 // Terminals
 
-/// For a child that becomes the tool.
-void SetNoColour(char const* value) {
-    ::setenv("NO_COLOR", value, 1);  // NOLINT(concurrency-mt-unsafe): a child has one thread
-}
-
-void UnsetNoColour() {
-    ::unsetenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): likewise
-}
-
-/// What the tool writes to a terminal in place of its standard output and standard error.
-/// @param prepare  is called in the tool's process as well
-std::string OnTerminal(Arguments const& arguments, std::string const& input,
-                       std::function<void()> const& prepare = &UnsetNoColour) {
-    Terminal const terminal;
-    RunningTool tool(arguments, [&] {
-        terminal.Replace(STDOUT_FILENO);
-        terminal.Replace(STDERR_FILENO);
-        prepare();
-    });
-    tool.Write(input);
-    tool.CloseInput();
-    std::string const output = terminal.ReadToEnd();
-    EXPECT_EQ(tool.Finish().exitStatus, 0);
-    return Masked(output);
+std::string MaskedOnTerminal(Arguments const& arguments, std::string const& input,
+                             char const* noColour = nullptr) {
+    return Masked(OnTerminal(arguments, input, noColour));
 }
 
 TEST(TarqlogDestinationsTest, OnATerminalTextIsEscapedAndTheHeaderHasTheColourOfItsLevel) {
     for (std::string const stream : {"stdout", "stderr"}) {
-        EXPECT_EQ(OnTerminal({"-p", "trace", "--prio-prefix", "-o", stream},
-                             "t\n<7>\x1b[2J\n<6>i\n<4>w\n<3>e\n<2>f\n"),
+        EXPECT_EQ(MaskedOnTerminal({"-p", "trace", "--prio-prefix", "-o", stream},
+                                   "t\n<7>\x1b[2J\n<6>i\n<4>w\n<3>e\n<2>f\n"),
                   "\x1b[90mT (stdin):\x1b[0mt\n"
                   "\x1b[36mD (stdin):\x1b[0m\\x1b[2J\n"
                   "\x1b[32mI (stdin):\x1b[0mi\n"
@@ -365,15 +343,15 @@ TEST(TarqlogDestinationsTest, OnATerminalTextIsEscapedAndTheHeaderHasTheColourOf
 }
 
 TEST(TarqlogDestinationsTest, WhoWantsNoColourGetsNoneAndIsProtectedAllTheSame) {
-    EXPECT_EQ(OnTerminal({}, kOdd, [] { SetNoColour("1"); }), "I (stdin):" + kOddEscaped + "\n");
+    EXPECT_EQ(MaskedOnTerminal({}, kOdd, "1"), "I (stdin):" + kOddEscaped + "\n");
 }
 
 TEST(TarqlogDestinationsTest, EmptyWishForNoColourIsNone) {
-    EXPECT_EQ(OnTerminal({}, "x\n", [] { SetNoColour(""); }), "\x1b[32mI (stdin):\x1b[0mx\n");
+    EXPECT_EQ(MaskedOnTerminal({}, "x\n", ""), "\x1b[32mI (stdin):\x1b[0mx\n");
 }
 
 TEST(TarqlogDestinationsTest, TagCannotReachATerminalRaw) {
-    EXPECT_EQ(OnTerminal({"-t", "\x1b[2J"}, "x\n"), "\x1b[32mI (\\x1b[2J):\x1b[0mx\n");
+    EXPECT_EQ(MaskedOnTerminal({"-t", "\x1b[2J"}, "x\n"), "\x1b[32mI (\\x1b[2J):\x1b[0mx\n");
 }
 
 TEST(TarqlogDestinationsTest, CommandThatRunsIsEscapedOnATerminalWithItsName) {
@@ -382,11 +360,11 @@ TEST(TarqlogDestinationsTest, CommandThatRunsIsEscapedOnATerminalWithItsName) {
     WriteWholeFile(script, "#!/bin/sh\nprintf 'a\\033b\\n'\n");
     ASSERT_EQ(::chmod(script.c_str(), 0700), 0);
 
-    EXPECT_EQ(OnTerminal({"run", "--", script}, ""), "\x1b[32mI (\\x1b[2J):\x1b[0ma\\x1bb\n");
+    EXPECT_EQ(MaskedOnTerminal({"run", "--", script}, ""), "\x1b[32mI (\\x1b[2J):\x1b[0ma\\x1bb\n");
 }
 
 TEST(TarqlogDestinationsTest, JsonOnATerminalIsJson) {
-    EXPECT_EQ(MaskedJson(OnTerminal({"-o", "stdout,format=json"}, "\x1b\n")),
+    EXPECT_EQ(MaskedJson(MaskedOnTerminal({"-o", "stdout,format=json"}, "\x1b\n")),
               Object("info", "stdin", R"(\u001b)"));
 }
 
@@ -394,7 +372,7 @@ TEST(TarqlogDestinationsTest, WhatIsNoTerminalKeepsItsBytesBesideOne) {
     Terminal const terminal;
     TemporaryDirectory const directory;
     RunningTool tool({"-o", "stderr", "-o", "stdout", "-o", "file:" + directory.File("file")}, [&] {
-        UnsetNoColour();
+        SetNoColour(nullptr);
         terminal.Replace(STDOUT_FILENO);
     });
     tool.Write(kOdd);
@@ -511,7 +489,7 @@ TEST(TarqlogDestinationsTest, ProgressOnATerminalThatLinesGoToIsAWholeLine) {
     WriteWholeFile(directory.File("a"), "one\n");
     for (std::string const stream : {"stdout", "stderr"}) {
         std::string const screen =
-            OnTerminal({"--progress", "-o", stream, directory.File("a")}, "");
+            MaskedOnTerminal({"--progress", "-o", stream, directory.File("a")}, "");
 
         EXPECT_EQ(WithoutSpeed(screen),
                   "\x1b[32mI (stdin):\x1b[0mone\n"

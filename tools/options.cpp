@@ -12,8 +12,10 @@
 #include <CLI/CLI.hpp>
 
 #include <tarqlog/logfilter.h>
+#include <tarqlog/logsysinfo.h>
 #include <tarqlog/version.h>
 
+#include "calendar.h"
 #include "complaint.h"
 #include "levels.h"
 #include "number.h"
@@ -53,7 +55,7 @@ constexpr char const* kUsage =
     R"(Usage: tarqlog [OPTIONS] [FILE...]        logs lines of FILEs or standard input
        tarqlog run [OPTIONS] -- COMMAND   logs what it writes; see run --help
        tarqlog explain TAG... [OPTIONS]   says which DESTs loggers of TAG reach
-)";
+       tarqlog cat [OPTIONS] FILE...      prints logs by time; see cat --help)";
 
 constexpr char const* kRunUsage =
     R"(Usage: tarqlog run [OPTIONS] -- COMMAND [ARG...]
@@ -69,6 +71,23 @@ Signals sent to tarqlog go on to COMMAND, and tarqlog ends after it; SIGHUP also
 reopens files. Once COMMAND is over, nothing that it has started is waited for:
 what is written by then is logged.)";
 
+constexpr char const* kCatUsage =
+    R"(Usage: tarqlog cat [OPTIONS] FILE...
+Prints the records of logs that have the default header, in the order of time.
+)";
+
+constexpr char const* kCatFooter =
+    R"(Each FILE stands for FILE.9 to FILE.1, into which it has rolled, and itself; it
+is - for standard input. Records of one FILE stay in their order. On a terminal
+they are coloured and escaped, each on one line; elsewhere they are as in FILE.
+LEVELS is that of tarqlog --help; the rule for the longest tag decides.
+TIME is UTC, as in 2026-11-21, 2026-11-21T16:49 or "2026-11-21 16:49:11.406",
+or so long ago: 90s, 10m, 2h, 3d.
+A record ends before the next header at the start of a line. Lines before the
+first header are not printed; a message at the end says how many there were.
+With --json, a text above 4 MiB becomes several objects; with --follow, so does
+one whose lines come with pauses in between.)";
+
 std::string Footer() {
     return "DEST is " + DestinationNames() +
            R"(:
@@ -77,6 +96,17 @@ std::string Footer() {
   ,buffer=N       records per write  ,truncate     empties file:PATH at start
 LEVELS: all, none, a LEVEL, LEVEL+ for all from it up, or letters as in WEF
 LEVEL: trace, debug, info, warning, error, fatal; T to F; emerg to debug; 0 to 7)";
+}
+
+/// Adds what `text`, "TAG=LEVELS", says; the later of two rules for a tag counts.
+void AddRuleTo(std::set<FilterRule>& rules, std::string const& text) {
+    std::string::size_type const equals = text.rfind('=');  // LEVELS have none, a tag may
+    if (equals == std::string::npos) {
+        throw UsageError("a rule is TAG=LEVELS");
+    }
+    FilterRule const rule(text.substr(0, equals), ToLevels(text.substr(equals + 1)));
+    rules.erase(rule);
+    rules.insert(rule);
 }
 
 /// Destinations and rules in the order in which the command line names them.
@@ -101,15 +131,7 @@ public:
 
     /// For the destination named last, or for all when none was named yet.
     void AddRule(std::string const& text) {
-        std::string::size_type const equals = text.rfind('=');  // LEVELS have none, a tag may
-        if (equals == std::string::npos) {
-            throw UsageError("a rule is TAG=LEVELS");
-        }
-        FilterRule const rule(text.substr(0, equals), ToLevels(text.substr(equals + 1)));
-        std::set<FilterRule>& rules =
-            destinations_.empty() ? generalRules_ : destinations_.back().rules;
-        rules.erase(rule);  // the later of two rules for a tag counts
-        rules.insert(rule);
+        AddRuleTo(destinations_.empty() ? generalRules_ : destinations_.back().rules, text);
     }
 
     /// @param escape  whether plain texts are escaped
@@ -135,6 +157,14 @@ std::string ToTag(std::string const& text) {
         throw UsageError("a tag has at most 4096 bytes");
     }
     return text;
+}
+
+long long ToTime(std::string const& text) {
+    std::optional<long long> const timeMs = ToTimeMs(text, GetLocalTimeInMs());
+    if (!timeMs) {
+        throw UsageError("not a time as in 2026-11-21, 2026-11-21T16:49:11.406 or 10m");
+    }
+    return *timeMs;
 }
 
 std::size_t ToMaxLine(std::string const& text) {
@@ -190,8 +220,6 @@ void AddLastFlags(CLI::App& app, Options& options, bool isCommand) {
         app.add_flag("--progress", options.progress,
                      "tell how far it is; for long FILEs by itself");
     }
-    app.set_help_flag("-h,--help", "print this help; --version: the version");
-    app.set_version_flag("--version", "tarqlog " TARQLOG_VERSION, "");
 }
 
 /// The arguments from last to first, as CLI11 takes them. It would give "--tag=" the next argument
@@ -235,9 +263,66 @@ std::vector<std::string> TakeCommand(int& argc, char const* const* argv) {
     return dashes == end ? std::vector<std::string>() : std::vector<std::string>(dashes + 1, end);
 }
 
+/// Adds what all commands have and parses. False when the options ask for an answer alone.
+bool Parse(CLI::App& app, int argc, char const* const* argv, ValueOptions const& values,
+           std::string& answer) {
+    app.allow_extras();  // the operands; as an option of CLI11's, "[a]" would be a list
+    app.set_help_flag("-h,--help", "print this help; --version: the version");
+    app.set_version_flag("--version", "tarqlog " TARQLOG_VERSION, "");
+    try {
+        app.parse(Arguments(argc, argv));
+    } catch (CLI::CallForHelp const&) {
+        answer = app.help();
+        return false;
+    } catch (CLI::CallForVersion const& version) {
+        answer = std::string(version.what()) + "\n";
+        return false;
+    } catch (CLI::ParseError const& error) {
+        throw UsageError(error.what());
+    }
+    values.Apply();
+    return true;
+}
+
+Options ParseSelection(int argc, char const* const* argv) {
+    Options options;
+    Selection& selection = options.selection;
+    AddRuleTo(selection.rules, "=all");
+    CLI::App app("", "tarqlog");
+    app.formatter(std::make_shared<HelpFormatter>(kCatUsage));
+    app.footer(kCatFooter);
+    ValueOptions values(app);
+    values.Add("-r,--rule", "TAG=LEVELS", "print only these of TAG and below; repeatable",
+               [&](std::string const& text) { AddRuleTo(selection.rules, text); });
+    values.Add("--since", "TIME", "print what is of TIME or later",
+               [&](std::string const& text) { selection.sinceMs = ToTime(text); });
+    values.Add("--until", "TIME", "print what is before TIME",
+               [&](std::string const& text) { selection.untilMs = ToTime(text); });
+    app.add_flag("--json", selection.json, "print each record as a JSON object on a line");
+    app.add_flag("--raw", selection.raw, "print the bytes as they are, also on a terminal");
+    app.add_flag("-f,--follow", selection.follow,
+                 "go on as the FILEs grow and roll, until interrupted");
+    if (!Parse(app, argc, argv, values, options.answer)) {
+        return options;
+    }
+    options.operands = ToOperands(app.remaining());
+    if (selection.json && selection.raw) {
+        throw UsageError("cat: --json and --raw exclude each other");
+    }
+    bool const readsInput =
+        std::find(options.operands.begin(), options.operands.end(), "-") != options.operands.end();
+    if (selection.follow && readsInput) {
+        throw UsageError("cat: standard input cannot be followed");
+    }
+    return options;
+}
+
 }  // namespace
 
 Options ParseOptions(int argc, char const* const* argv, Operands operands) {
+    if (operands == Operands::kLogs) {
+        return ParseSelection(argc, argv);
+    }
     bool const isCommand = operands == Operands::kCommand;
     Options options;
     std::vector<std::string> const command =
@@ -249,7 +334,6 @@ Options ParseOptions(int argc, char const* const* argv, Operands operands) {
     CLI::App app("", "tarqlog");
     app.formatter(std::make_shared<HelpFormatter>(isCommand ? kRunUsage : kUsage));
     app.footer(isCommand ? kRunFooter : Footer());
-    app.allow_extras();  // the operands; as an option of CLI11's, "[a]" would be a list
 
     ValueOptions values(app);
     values.Add("-t,--tag", "TAG",
@@ -271,19 +355,9 @@ Options ParseOptions(int argc, char const* const* argv, Operands operands) {
     values.Add("-r,--rule", "TAG=LEVELS", "what the DEST before it, else each DEST, takes",
                [&](std::string const& text) { routing.AddRule(text); });
     AddLastFlags(app, options, isCommand);
-
-    try {
-        app.parse(Arguments(argc, argv));
-    } catch (CLI::CallForHelp const&) {
-        options.answer = app.help();
+    if (!Parse(app, argc, argv, values, options.answer)) {
         return options;
-    } catch (CLI::CallForVersion const& version) {
-        options.answer = std::string(version.what()) + "\n";
-        return options;
-    } catch (CLI::ParseError const& error) {
-        throw UsageError(error.what());
     }
-    values.Apply();
     options.destinations = routing.Take(options.escape);
     options.operands = ToOperands(app.remaining());
     if (isCommand) {

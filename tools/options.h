@@ -2,9 +2,12 @@
 #define TARQLOG_TOOLS_OPTIONS_H_
 
 #include <cstddef>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include <tarqlog/logfilter.h>
 #include <tarqlog/severity.h>
 
 #include "destination.h"
@@ -12,7 +15,17 @@
 namespace tarqlog::tool {
 
 /// What the operands are. Those of a command begin behind "--".
-enum class Operands { kFiles, kTags, kCommand };
+enum class Operands { kFiles, kTags, kCommand, kLogs };
+
+/// Which records of logs are read, and how they are shown.
+struct Selection {
+    std::set<FilterRule> rules;        // the root rule is always among them
+    std::optional<long long> sinceMs;  // the first time that counts,
+    std::optional<long long> untilMs;  // and the first that does not any more
+    bool json = false;
+    bool raw = false;
+    bool follow = false;
+};
 
 /// What the command line asks for.
 struct Options {
@@ -28,6 +41,7 @@ struct Options {
     bool progress = false;
     std::size_t maxLine = 1 << 20;  // bytes
     std::vector<Destination> destinations;
+    Selection selection;                // of logs alone, which have none of the above
     std::vector<std::string> operands;  // FILEs or TAGs, or COMMAND and its ARGs
 };
 

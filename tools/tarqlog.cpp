@@ -1,5 +1,5 @@
-// tarqlog: logs the lines that it reads or that a command writes, each as one record, or explains
-// what would become of records.
+// tarqlog: logs the lines that it reads or that a command writes, each as one record, prints logs,
+// or explains what would become of records.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "command_cat.h"
 #include "command_run.h"
 #include "complaint.h"
 #include "delivery.h"
@@ -178,6 +179,7 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
+    {"cat", "FILE", Operands::kLogs, &PrintLogs},
     {"explain", "TAG", Operands::kTags, &ExplainTags},
     {"run", "COMMAND", Operands::kCommand, &RunCommand},
 };

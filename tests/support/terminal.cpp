@@ -74,4 +74,14 @@ int Terminal::OpenOtherEnd() const {
     return ::open(name, O_RDWR | O_NOCTTY);
 }
 
+void SetNoColour(char const* value) {
+    // NOLINTBEGIN(concurrency-mt-unsafe): a child has one thread
+    if (value == nullptr) {
+        ::unsetenv("NO_COLOR");
+    } else {
+        ::setenv("NO_COLOR", value, 1);
+    }
+    // NOLINTEND(concurrency-mt-unsafe)
+}
+
 }  // namespace tarqlog

@@ -39,6 +39,9 @@ private:
     int const master_;
 };
 
+/// For a child that becomes a program: NO_COLOR as the program finds it; null takes it away.
+void SetNoColour(char const* value);
+
 }  // namespace tarqlog
 
 #endif  // TARQLOG_TESTS_SUPPORT_TERMINAL_H_

@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "support/temporary_directory.h"
+#include "support/terminal.h"
 
 namespace tarqlog {
 
@@ -71,6 +72,20 @@ std::string Stats(Arguments arguments, std::string const& input) {
     arguments.push_back("--stats");
     std::string const errors = RunTool(arguments, input).errors;
     return errors.substr(0, errors.find(" seconds="));
+}
+
+std::string OnTerminal(Arguments const& arguments, std::string const& input, char const* noColour) {
+    Terminal const terminal;
+    RunningTool tool(arguments, [&] {
+        terminal.Replace(STDOUT_FILENO);
+        terminal.Replace(STDERR_FILENO);
+        SetNoColour(noColour);
+    });
+    tool.Write(input);
+    tool.CloseInput();
+    std::string const output = terminal.ReadToEnd();
+    EXPECT_EQ(tool.Finish().exitStatus, 0);
+    return output;
 }
 
 char ProcessState(std::string const& pid) {

@@ -31,6 +31,12 @@ ChildResult RunShell(std::string const& line, std::string const& input = "");
 /// The statistics up to the time, which is not the test's to say.
 std::string Stats(Arguments arguments, std::string const& input);
 
+/// What the tool writes to a terminal in place of its standard output and standard error, not
+/// masked, when it ends well.
+/// @param noColour  its NO_COLOR; null for none
+std::string OnTerminal(Arguments const& arguments, std::string const& input = "",
+                       char const* noColour = nullptr);
+
 /// The letter that /proc has for what a process does: R when it runs, Z when it is over.
 char ProcessState(std::string const& pid);
 

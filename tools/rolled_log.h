@@ -1,0 +1,97 @@
+#ifndef TARQLOG_TOOLS_ROLLED_LOG_H_
+#define TARQLOG_TOOLS_ROLLED_LOG_H_
+
+#include <sys/stat.h>
+
+#include <optional>
+#include <string>
+
+#include "record_buffer.h"
+
+namespace tarqlog::tool {
+
+/// The records of a file and of those that it has rolled into, NAME.9 to NAME.1 and then NAME, in
+/// the order of the files. Keeps the one file open that it reads.
+class RolledLog {
+public:
+    /// What there is at the moment.
+    enum class State {
+        kRecord,  // Front()
+        kBegun,   // a record that may still grow; only when following
+        kNone,    // nothing, and never anything again unless following
+    };
+
+    /// @param name     "-" is standard input
+    /// @param follows  goes on at the end, as the files grow and roll
+    RolledLog(std::string name, bool follows);
+    ~RolledLog();
+
+    RolledLog(RolledLog const&) = delete;
+    RolledLog& operator=(RolledLog const&) = delete;
+
+    /// Reads on until there is a record or nothing more to read.
+    State Find();
+
+    FileRecord Front() const { return buffer_.Front(); }
+    void Pop() { buffer_.Pop(); }
+
+    /// The time of the record that there is.
+    long long FrontTime() const { return buffer_.FrontTime(); }
+
+    /// To be called from time to time when following: a record that nothing was added to since the
+    /// call before counts as complete.
+    void NoteQuiet();
+
+    /// Reads no further: what is at hand is all.
+    void Stop();
+
+    /// Says how many lines were no records, if there were any.
+    void Report() const;
+
+    /// Whether something could not be read, which was said.
+    bool HasFailed() const { return hasFailed_; }
+
+private:
+    /// Which file of the system a name stands for, and when it was last written to.
+    struct File {
+        int number = 0;  // 0 for NAME, 1 for NAME.1
+        struct stat status = {};
+
+        bool IsSameAs(File const& other) const {
+            return status.st_dev == other.status.st_dev && status.st_ino == other.status.st_ino;
+        }
+    };
+
+    std::string NameOf(int number) const;
+    std::optional<File> Look(int number) const;
+    std::optional<File> FindNext() const;
+    bool IsNewer(File const& file) const;
+    bool MayTake(File const& next) const;
+    bool OpenStandardInput();
+    bool OpenNext();
+    bool Open(File const& next);
+    bool ReadOn();
+    bool Switch();
+    bool IsTruncated() const;
+    void Close();
+    void Fail(std::string const& name, int error);
+
+    std::string const name_;
+    bool const follows_;
+    RecordBuffer buffer_;
+    int descriptor_ = -1;
+    int nextDescriptor_ = -1;   // of the file that follows, once there is one
+    std::optional<File> file_;  // the one that is read, or was last
+    std::optional<File> nextFile_;
+    long long bytesRead_ = 0;   // from the file
+    bool hasGrown_ = false;     // since NoteQuiet()
+    bool isQuiet_ = false;      // nothing came between two of these
+    bool isTruncated_ = false;  // the file begins anew
+    bool isStopped_ = false;
+    bool hasFailed_ = false;
+    std::string lastComplaint_;
+};
+
+}  // namespace tarqlog::tool
+
+#endif  // TARQLOG_TOOLS_ROLLED_LOG_H_
