@@ -132,9 +132,8 @@ function(documented_snippets target page)
     endforeach()
 endfunction()
 
-# Adds a test for each block for the shell and for each unit in `page`.
+# Adds a test for each block for the shell and for each unit in `page`. The tool is at `tool`.
 function(documented_scripts page)
-    tarqlog_runnable(tool tarqlog)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${page})
     file(STRINGS ${PROJECT_SOURCE_DIR}/${page} titles
         REGEX "^<!-- [a-z0-9_-]+(\\.sh| rehearsed|\\.service file| gate) -->$"

@@ -70,16 +70,23 @@ Words WordsOf(std::string const& text) {
     return all;
 }
 
-/// What bash offers behind `words`, of which the last is being typed.
+/// What bash offers behind `words`, of which the last is being typed; "$1" is the completions'
+/// folder.
 Words Offered(std::string const& words) {
+    std::string const script = ". \"$1/tarqlog\"; COMP_WORDS=(" + words +
+                               "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tarqlog; "
+                               "printf '%s\\n' \"${COMPREPLY[@]}\"";
     ChildResult const result =
-        RunProgram("/bin/bash", {"--norc", "-c",
-                                 ". \"$0\"; COMP_WORDS=(" + words +
-                                     "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tarqlog; "
-                                     "printf '%s\\n' \"${COMPREPLY[@]}\"",
-                                 TARQLOG_COMPLETIONS "/tarqlog"});
+        RunProgram("/bin/bash", {"--norc", "-c", script, "bash", TARQLOG_COMPLETIONS});
     EXPECT_EQ(result.errors, "") << words;
-    return WordsOf(result.output);
+    std::istringstream lines(result.output);
+    Words offered;
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty()) {
+            offered.insert(line);
+        }
+    }
+    return offered;
 }
 
 TEST(TarqlogManualTest, ListsTheOptionsOfEachHelpAndNoOther) {
@@ -126,8 +133,8 @@ TEST(TarqlogManualTest, BashOffersCommandsDestinationsAndLevels) {
     EXPECT_EQ(Offered("tarqlog -r web = n"), Words({"none"}));
     EXPECT_EQ(Offered("tarqlog -o stdout,format = j"), Words({"json"}));
     std::string const file = TARQLOG_COMPLETIONS "/_tarqlog";
-    EXPECT_EQ(Offered("tarqlog -o file : " TARQLOG_COMPLETIONS "/_"), Words({file}));
-    EXPECT_EQ(Offered("tarqlog cat " TARQLOG_COMPLETIONS "/_"), Words({file}));
+    EXPECT_EQ(Offered("tarqlog -o file : \"$1/_\""), Words({file}));
+    EXPECT_EQ(Offered("tarqlog cat \"$1/_\""), Words({file}));
 }
 
 TEST(TarqlogManualTest, BashOffersNoOptionsBehindTwoDashes) {

@@ -229,6 +229,7 @@ TEST(TarqlogRunTest, CommandHasNoDescriptorOfTheTool) {
     EXPECT_EQ(ReadWholeFile(directory.File("list")), list);
 }
 
+#ifndef TARQLOG_TEST_EMULATED  // qemu-user has signals of its own
 TEST(TarqlogRunTest, CommandHasTheSignalsThatTheToolWasStartedWith) {
     char const* const pattern = "^Sig(Blk|Ign)";
     TemporaryDirectory const directory;
@@ -259,6 +260,7 @@ TEST(TarqlogRunTest, CommandHasTheSignalsThatTheToolWasStartedWith) {
         }
     }
 }
+#endif
 
 // The status
 
@@ -290,6 +292,37 @@ TEST(TarqlogRunTest, CommandThatCannotBeRunIsOneLineAnd126) {
         EXPECT_EQ(result.exitStatus, 126);
         EXPECT_EQ(result.output, "");
         EXPECT_EQ(result.errors, "tarqlog: " + command + ": Permission denied\n");
+    }
+}
+
+/// What the tool makes of `command` when PATH is `path`, whose permissions hold for it.
+ChildResult RunOnPath(std::string const& command, std::string const& path) {
+    RunningTool tool({"run", "--", command}, [&] {
+        ForgoPower();
+        ::setenv("PATH", path.c_str(), 1);  // NOLINT(concurrency-mt-unsafe): a child has one thread
+    });
+    return tool.Finish();
+}
+
+TEST(TarqlogRunTest, FolderOfThePathThatMayNotBeSearchedHasNoCommands) {
+    TemporaryDirectory const directory;
+    ASSERT_EQ(::mkdir(directory.File("locked").c_str(), 0), 0);
+
+    ChildResult const result = RunOnPath("no-such-command", directory.File("locked") + ":/bin");
+
+    EXPECT_EQ(result.exitStatus, 127);
+    EXPECT_EQ(result.errors, "tarqlog: no-such-command: No such file or directory\n");
+}
+
+TEST(TarqlogRunTest, FileOnThePathThatCannotBeRunIs126) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("text"), "echo x\n");
+
+    for (std::string const& path : {directory.Path(), "/bin:" + directory.Path()}) {
+        ChildResult const result = RunOnPath("text", path);
+
+        EXPECT_EQ(result.exitStatus, 126);
+        EXPECT_EQ(result.errors, "tarqlog: text: Permission denied\n");
     }
 }
 

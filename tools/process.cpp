@@ -2,8 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <sstream>
 
 #include "signals.h"
 
@@ -21,6 +24,24 @@ bool MakePipe(Descriptor& readEnd, Descriptor& writeEnd) {
     readEnd.Reset(ends[0]);
     writeEnd.Reset(ends[1]);
     return true;
+}
+
+/// Whether a folder of PATH has a file of that name.
+bool IsOnPath(std::string const& name) {
+    char const* const path = std::getenv("PATH");  // NOLINT(concurrency-mt-unsafe): one thread
+    std::istringstream folders(path != nullptr ? path : "");
+    bool isThere = false;
+    for (std::string folder; !isThere && std::getline(folders, folder, ':');) {
+        isThere = ::access((folder + '/' + name).c_str(), F_OK) == 0;
+    }
+    return isThere;
+}
+
+/// What is wrong with a command that execvp() has refused with `error`. It says "permission denied"
+/// also for one that is nowhere, when it may not search a folder of PATH.
+int Reason(int error, std::string const& name) {
+    bool const isSearchedFor = name.find('/') == std::string::npos;
+    return error == EACCES && isSearchedFor && !IsOnPath(name) ? ENOENT : error;
 }
 
 /// Becomes the command, or says through `failure` why not.
@@ -58,7 +79,8 @@ int Process::Start(std::vector<std::string> const& words, bool hangUpReopens) {
     }
     failure.Close();  // the command's copy is closed as the command begins
     int error = 0;
-    return ::read(failureRead.Number(), &error, sizeof error) == sizeof error ? error : 0;
+    bool const isRefused = ::read(failureRead.Number(), &error, sizeof error) == sizeof error;
+    return isRefused ? Reason(error, words.front()) : 0;
 }
 
 bool Process::HasEnded() {

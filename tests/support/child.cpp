@@ -1,5 +1,7 @@
 #include "support/child.h"
 
+#include <linux/capability.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -111,6 +113,11 @@ ChildResult RunProgram(std::string const& program, std::vector<std::string> cons
 
 ChildResult RunInChild(std::function<int()> const& body) {
     return Run("", body);
+}
+
+void ForgoPower() {
+    ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+    ::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
 }
 
 }  // namespace tarqlog

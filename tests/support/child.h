@@ -22,6 +22,9 @@ ChildResult RunProgram(std::string const& program, std::vector<std::string> cons
 /// Runs `body` in a forked child, which leaves by _exit() with what `body` returns.
 ChildResult RunInChild(std::function<int()> const& body);
 
+/// For a child that becomes a program: permissions hold for that one, even if it is root.
+void ForgoPower();
+
 }  // namespace tarqlog
 
 #endif  // TARQLOG_TESTS_SUPPORT_CHILD_H_
