@@ -45,19 +45,6 @@ void ResetSignals() {
     }
 }
 
-/// As somebody may have left the signals who starts the tool.
-void DisturbSignals() {
-    for (int const signal : {SIGHUP, SIGCHLD, SIGUSR1}) {
-        ::signal(signal, SIG_IGN);
-    }
-    ::signal(SIGPIPE, SIG_DFL);
-    sigset_t blocked;
-    ::sigemptyset(&blocked);
-    ::sigaddset(&blocked, SIGCHLD);
-    ::sigaddset(&blocked, SIGUSR2);
-    ::pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
-}
-
 void WaitUntilItIsThere(std::string const& path) {
     WaitUntil(path + " is there", [&] { return ::access(path.c_str(), F_OK) == 0; });
 }
@@ -230,6 +217,20 @@ TEST(TarqlogRunTest, CommandHasNoDescriptorOfTheTool) {
 }
 
 #ifndef TARQLOG_TEST_EMULATED  // qemu-user has signals of its own
+
+/// As somebody may have left the signals who starts the tool.
+void DisturbSignals() {
+    for (int const signal : {SIGHUP, SIGCHLD, SIGUSR1}) {
+        ::signal(signal, SIG_IGN);
+    }
+    ::signal(SIGPIPE, SIG_DFL);
+    sigset_t blocked;
+    ::sigemptyset(&blocked);
+    ::sigaddset(&blocked, SIGCHLD);
+    ::sigaddset(&blocked, SIGUSR2);
+    ::pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
+}
+
 TEST(TarqlogRunTest, CommandHasTheSignalsThatTheToolWasStartedWith) {
     char const* const pattern = "^Sig(Blk|Ign)";
     TemporaryDirectory const directory;
@@ -260,6 +261,7 @@ TEST(TarqlogRunTest, CommandHasTheSignalsThatTheToolWasStartedWith) {
         }
     }
 }
+
 #endif
 
 // The status
@@ -318,7 +320,7 @@ TEST(TarqlogRunTest, FileOnThePathThatCannotBeRunIs126) {
     TemporaryDirectory const directory;
     WriteWholeFile(directory.File("text"), "echo x\n");
 
-    for (std::string const& path : {directory.Path(), "/bin:" + directory.Path()}) {
+    for (std::string const& path : {directory.Path() + ":/bin", "/bin:" + directory.Path()}) {
         ChildResult const result = RunOnPath("text", path);
 
         EXPECT_EQ(result.exitStatus, 126);
