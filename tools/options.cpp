@@ -292,7 +292,7 @@ Options ParseSelection(int argc, char const* const* argv) {
     app.formatter(std::make_shared<HelpFormatter>(kCatUsage));
     app.footer(kCatFooter);
     ValueOptions values(app);
-    values.Add("-r,--rule", "TAG=LEVELS", "print only these of TAG and below; repeatable",
+    values.Add("-r,--rule", "TAG=LEVELS", "print only these of TAG; with -r =none, nothing else",
                [&](std::string const& text) { AddRuleTo(selection.rules, text); });
     values.Add("--since", "TIME", "print what is of TIME or later",
                [&](std::string const& text) { selection.sinceMs = ToTime(text); });
