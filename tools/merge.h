@@ -16,8 +16,8 @@ namespace tarqlog::tool {
 /// was named first comes first.
 class Merge {
 public:
-    /// @param names  a log is read once, whether it is named twice or one that another has rolled
-    ///               into
+    /// @param names  a log is read once, whether the same name comes twice or one that another has
+    ///               rolled into; names are compared as they are written
     Merge(std::vector<std::string> const& names, bool follows);
 
     /// The log whose Front() is next; null when none has any for now. Pops that of the call before.

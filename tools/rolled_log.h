@@ -11,7 +11,7 @@
 namespace tarqlog::tool {
 
 /// The records of a file and of those that it has rolled into, NAME.9 to NAME.1 and then NAME, in
-/// the order of the files. Keeps the one file open that it reads.
+/// the order of the files. Keeps the one open that it reads, and at its end the next one.
 class RolledLog {
 public:
     /// What there is at the moment.

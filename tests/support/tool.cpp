@@ -9,6 +9,7 @@
 #include <cctype>
 #include <chrono>
 #include <csignal>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -72,6 +73,23 @@ std::string Stats(Arguments arguments, std::string const& input) {
     arguments.push_back("--stats");
     std::string const errors = RunTool(arguments, input).errors;
     return errors.substr(0, errors.find(" seconds="));
+}
+
+void ExpectHelp(Arguments const& arguments, std::vector<std::string> const& words) {
+    ChildResult const result = RunTool(arguments);
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.errors, "");
+    std::istringstream help(result.output);
+    int lines = 0;
+    for (std::string line; std::getline(help, line); ++lines) {
+        EXPECT_LE(line.size(), 80U) << line;
+    }
+    EXPECT_LE(lines, 24);
+    ASSERT_NE(result.output, "");
+    EXPECT_EQ(result.output.back(), '\n');
+    for (std::string const& word : words) {
+        EXPECT_NE(result.output.find(word), std::string::npos) << word;
+    }
 }
 
 std::string OnTerminal(Arguments const& arguments, std::string const& input, char const* noColour) {

@@ -31,6 +31,10 @@ ChildResult RunShell(std::string const& line, std::string const& input = "");
 /// The statistics up to the time, which is not the test's to say.
 std::string Stats(Arguments arguments, std::string const& input);
 
+/// Expects that `arguments`, of which one asks for it, give a help that fits one screen and has
+/// each of `words`.
+void ExpectHelp(Arguments const& arguments, std::vector<std::string> const& words);
+
 /// What the tool writes to a terminal in place of its standard output and standard error, not
 /// masked, when it ends well.
 /// @param noColour  its NO_COLOR; null for none
