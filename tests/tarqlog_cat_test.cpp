@@ -329,14 +329,14 @@ TEST(TarqlogCatTest, LinesBeforeTheFirstHeaderAreCountedInstead) {
                                  one + ": 1 line was not in our format\n");
 }
 
-TEST(TarqlogCatTest, HeadersWithoutATextAreCountedToo) {
+TEST(TarqlogCatTest, HeadersWithoutATextAreCountedTooButForOneWhoseTextMayBeAboutToCome) {
     TemporaryDirectory const directory;
     std::string const log = directory.File("log");
     WriteWholeFile(log, At(1, "") + At(2, "two") + At(3, "").substr(0, At(3, "").size() - 1));
     ChildResult const result = RunCat({log});
 
     EXPECT_EQ(result.output, At(2, "two"));
-    EXPECT_EQ(result.errors, "tarqlog: " + log + ": 2 lines were not in our format\n");
+    EXPECT_EQ(result.errors, "tarqlog: " + log + ": 1 line was not in our format\n");
 }
 
 TEST(TarqlogCatTest, LastLineWithoutLineFeedGetsOne) {
@@ -363,6 +363,15 @@ TEST(TarqlogCatTest, DashIsStandardInput) {
     EXPECT_EQ(Printed({"-"}, At(1, "one")), At(1, "one"));
     EXPECT_EQ(RunCat({"-"}, "x\n").errors,
               "tarqlog: standard input: 1 line was not in our format\n");
+}
+
+TEST(TarqlogCatTest, InputThatDoesNotBlockIsWaitedFor) {
+    RunningTool tool({"cat", "-"}, [] { ::fcntl(STDIN_FILENO, F_SETFL, O_NONBLOCK); });
+    tool.WaitUntilItSleeps();
+    tool.Write(At(1, "one"));
+    tool.CloseInput();
+
+    EXPECT_EQ(tool.Finish().output, "I (job):one\n");
 }
 
 // The order
@@ -421,6 +430,19 @@ TEST(TarqlogCatTest, EachFileIsReadOnceHoweverOftenItIsNamed) {
     EXPECT_EQ(Printed({log, log + ".1", log + ".2"}), all);
     EXPECT_EQ(Printed({log + ".2", log, log}), all);
     EXPECT_EQ(Printed({log + ".1", log + ".2"}), At(1, "one") + At(2, "two"));
+}
+
+TEST(TarqlogCatTest, EachFileIsReadOnceByWhateverWayItIsNamed) {
+    TemporaryDirectory const directory;
+    std::string const log = directory.File("log");
+    WriteWholeFile(log, At(2, "two"));
+    WriteWholeFile(log + ".1", At(1, "one"));
+    ASSERT_EQ(::symlink(log.c_str(), directory.File("link").c_str()), 0);
+    ASSERT_EQ(::symlink("log.1", directory.File("old").c_str()), 0);
+
+    EXPECT_EQ(Printed({directory.Path() + "/./log", log, directory.File("link")}),
+              At(1, "one") + At(2, "two"));
+    EXPECT_EQ(Printed({directory.File("old"), log}), At(1, "one") + At(2, "two"));
 }
 
 TEST(TarqlogCatTest, LinesAtTheStartOfARolledFileBelongToNoRecord) {
@@ -999,6 +1021,53 @@ TEST(TarqlogCatTest, FileThatCannotBeReadIsOneLineAndTheOthersAreReadOn) {
     EXPECT_EQ(result.output, At(1, "one"));
     EXPECT_EQ(result.errors, "tarqlog: " + missing + ": No such file or directory\ntarqlog: " +
                                  directory.Path() + ": Is a directory\n");
+}
+
+TEST(TarqlogCatTest, FolderThatIsFollowedIsAnErrorAndTheEnd) {
+    TemporaryDirectory const directory;
+    ChildResult const result = RunCat({"--follow", directory.Path()});
+
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.errors, "tarqlog: " + directory.Path() + ": Is a directory\n");
+}
+
+TEST(TarqlogCatTest, FileThatMayNotBeReadIsWaitedForWhenFollowing) {
+    TemporaryDirectory const directory;
+    std::string const log = directory.File("log");
+    WriteWholeFile(log, At(1, "one"));
+    ASSERT_EQ(::chmod(log.c_str(), 0), 0);
+    RunningTool tool({"cat", "--follow", log}, &ForgoPower);
+    EXPECT_EQ(tool.ReadErrorLine(), "tarqlog: " + log + ": Permission denied; waiting for it\n");
+    ASSERT_EQ(::chmod(log.c_str(), 0644), 0);
+    EXPECT_EQ(tool.ReadOutputLine(), "I (job):one\n");
+    tool.Signal(SIGTERM);
+
+    EXPECT_EQ(tool.Finish().exitStatus, 1);
+}
+
+TEST(TarqlogCatTest, FileThatIsTheOutputAsWellIsAnErrorAndIsLeftAlone) {
+    TemporaryDirectory const directory;
+    std::string const log = directory.File("log");
+    WriteWholeFile(log, At(1, "one"));
+    for (std::string const& name : {log, std::string("-")}) {
+        SCOPED_TRACE(name);
+        ChildResult const result =
+            RunShell("exec \"$0\" cat '" + name + "' <'" + log + "' >>'" + log + "'");
+
+        EXPECT_EQ(result.exitStatus, 1);
+        EXPECT_EQ(result.errors,
+                  "tarqlog: " + (name == "-" ? "standard input" : name) +
+                      ": it is standard output as well, and its records would come back for "
+                      "ever\n");
+        EXPECT_EQ(ReadWholeFile(log), At(1, "one"));
+    }
+}
+
+TEST(TarqlogCatTest, DeviceMayBeBothInputAndOutput) {
+    ChildResult const result = RunShell("\"$0\" cat - /dev/null </dev/null >/dev/null");
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.errors, "");
 }
 
 TEST(TarqlogCatTest, RolledFileThatCannotBeReadIsPassedOver) {

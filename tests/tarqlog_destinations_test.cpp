@@ -346,6 +346,20 @@ TEST(TarqlogDestinationsTest, WhoWantsNoColourGetsNoneAndIsProtectedAllTheSame) 
     EXPECT_EQ(MaskedOnTerminal({}, kOdd, "1"), "I (stdin):" + kOddEscaped + "\n");
 }
 
+TEST(TarqlogDestinationsTest, FileThatIsATerminalIsATerminal) {
+    Terminal const terminal;
+    RunningTool tool({"-o", "file:/dev/tty"}, [&] {
+        terminal.Adopt();
+        terminal.Replace(STDERR_FILENO);
+        SetNoColour(nullptr);
+    });
+    tool.Write(kOdd);
+    tool.CloseInput();
+
+    EXPECT_EQ(Masked(terminal.ReadToEnd()), "\x1b[32mI (stdin):\x1b[0m" + kOddEscaped + "\n");
+    EXPECT_EQ(tool.Finish().exitStatus, 0);
+}
+
 TEST(TarqlogDestinationsTest, EmptyWishForNoColourIsNone) {
     EXPECT_EQ(MaskedOnTerminal({}, "x\n", ""), "\x1b[32mI (stdin):\x1b[0mx\n");
 }

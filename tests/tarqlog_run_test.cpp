@@ -328,6 +328,23 @@ TEST(TarqlogRunTest, FileOnThePathThatCannotBeRunIs126) {
     }
 }
 
+TEST(TarqlogRunTest, EmptyElementOfThePathIsTheCurrentFolder) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("text"), "echo x\n");
+    for (std::string const path : {"", ":/bin", "/bin:", "/bin::/usr/bin"}) {
+        SCOPED_TRACE(path);
+        RunningTool tool({"run", "--", "text"}, [&] {
+            ForgoPower();
+            bool const isThere = ::chdir(directory.Path().c_str()) == 0;
+            ::setenv("PATH", isThere ? path.c_str() : "/", 1);  // NOLINT(concurrency-mt-unsafe)
+        });
+        ChildResult const result = tool.Finish();
+
+        EXPECT_EQ(result.exitStatus, 126);
+        EXPECT_EQ(result.errors, "tarqlog: text: Permission denied\n");
+    }
+}
+
 // Signals
 
 TEST(TarqlogRunTest, SignalGoesToTheCommandWhoseLastWordsAreLogged) {
@@ -380,6 +397,57 @@ TEST(TarqlogRunTest, SignalReachesTheCommandWhileTheToolCannotWrite) {
     WaitUntilItIsThere(file);
 
     EXPECT_EQ(tool.Finish().output, Counted("I (sh):", 10000));
+}
+
+/// The tool as nobody reads its output and the command is over.
+class HeldUpTool {
+public:
+    HeldUpTool()
+        : tool_(RunOf({"-o", "stdout"}, "echo $$ >" + file_ + "; seq 1 10000"), ResetSignals) {
+        tool_.WaitUntilItsOutputIsFull();
+        std::string const pid = std::to_string(std::stoi(ReadWholeFile(file_)));
+        WaitUntil("the command is over", [&] { return ProcessState(pid) == 'Z'; });
+        tool_.WaitUntilItSleeps();
+    }
+
+    RunningTool& Tool() { return tool_; }
+
+private:
+    TemporaryDirectory const directory_;
+    std::string const file_ = directory_.File("pid");
+    RunningTool tool_;
+};
+
+TEST(TarqlogRunTest, FirstStopAfterTheCommandLetsTheToolFinish) {
+    HeldUpTool heldUp;
+    heldUp.Tool().Signal(SIGTERM);
+    ChildResult const result = heldUp.Tool().Finish();
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_TRUE(result.output == Counted("I (sh):", 10000));
+}
+
+TEST(TarqlogRunTest, SecondStopEndsAToolThatADestinationHoldsUpAfterTheCommand) {
+    for (int const signal : {SIGTERM, SIGINT, SIGQUIT, SIGHUP}) {
+        SCOPED_TRACE(signal);
+        HeldUpTool heldUp;
+        WaitUntil("the tool has ended", [&] {
+            heldUp.Tool().Signal(signal);
+            return heldUp.Tool().HasEnded();
+        });
+
+        EXPECT_EQ(heldUp.Tool().Finish().signal, signal);
+    }
+}
+
+TEST(TarqlogRunTest, OtherSignalsEndNoToolThatIsHeldUp) {
+    HeldUpTool heldUp;
+    for (int const signal : {SIGUSR1, SIGUSR2, SIGALRM, SIGWINCH}) {
+        heldUp.Tool().Signal(signal);
+        heldUp.Tool().Signal(signal);
+    }
+
+    EXPECT_EQ(heldUp.Tool().Finish().exitStatus, 0);
 }
 #endif
 

@@ -1425,6 +1425,27 @@ TEST(TarqlogToolTest, FileThatCannotBeReadIsOneLineAndTheOthersGoOn) {
                                  "tarqlog: " + directory.Path() + ": Is a directory\n");
 }
 
+TEST(TarqlogToolTest, InputThatIsADestinationAsWellIsAnErrorAndIsNotRead) {
+    TemporaryDirectory const directory;
+    std::string const log = directory.File("log");
+    std::string const why = ": it is a destination as well, and its lines would come back for ever";
+    for (std::string const arguments :
+         {"-o file:log log", "-o stdout -o roll:./log,size=1M ./log", "log >>log -o stdout",
+          "- <log -o file:log", "log 2>>log >/dev/null"}) {
+        SCOPED_TRACE(arguments);
+        WriteWholeFile(log, "text\n");
+        ChildResult const result =
+            RunShell("cd \"" + directory.Path() + "\" && \"$0\" " + arguments);
+
+        EXPECT_EQ(result.exitStatus, 1);
+        EXPECT_EQ(result.output, "");
+        std::string const said = result.errors + ReadWholeFile(log);
+        EXPECT_NE(said.find(why + "\n"), std::string::npos) << said;
+        EXPECT_EQ(ReadWholeFile(log).substr(0, 5), "text\n");
+        EXPECT_EQ(Masked(ReadWholeFile(log)).find("(stdin)"), std::string::npos);
+    }
+}
+
 TEST(TarqlogToolTest, ComplaintIsOneLineWhateverTheNameOfTheFile) {
     EXPECT_EQ(RunTool({"no\nsuch\x1b\x7f\u009bm\u00a0"}).errors,
               "tarqlog: no?such???m\u00a0: No such file or directory\n");

@@ -70,8 +70,11 @@ bool Follow(Merge& merge, RecordPrinter& printer) {
     CatchSignals(false);
     Ticker const ticker;
     while (PrintRound(merge, printer)) {
+        if (merge.HasStopped()) {
+            return true;
+        }
         if (ticker.Await()) {
-            merge.NoteQuiet();
+            merge.NoteTime();
             continue;
         }
         if (!StopRequested()) {

@@ -1,5 +1,6 @@
 #include "delivery.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -12,7 +13,7 @@
 #include <tarqlog/logcore.h>
 
 #include "complaint.h"
-#include "terminal.h"
+#include "descriptor.h"
 
 namespace tarqlog::tool {
 
@@ -30,9 +31,8 @@ Delivery::Delivery(std::vector<Outlet> const& outlets) : outlets_(outlets) {
 }
 
 bool Delivery::HasTerminal() const {
-    return std::any_of(outlets_.begin(), outlets_.end(), [](Outlet const& outlet) {
-        return outlet.stream != nullptr && IsTerminal(::fileno(outlet.stream));
-    });
+    return std::any_of(outlets_.begin(), outlets_.end(),
+                       [](Outlet const& outlet) { return outlet.isTerminal; });
 }
 
 bool Delivery::HasViewer() const {
@@ -40,6 +40,15 @@ bool Delivery::HasViewer() const {
         struct stat status = {};
         return outlet.stream != nullptr && ::fstat(::fileno(outlet.stream), &status) == 0 &&
                !S_ISREG(status.st_mode);
+    });
+}
+
+bool Delivery::FeedsBackFrom(int input) const {
+    return std::any_of(outlets_.begin(), outlets_.end(), [&](Outlet const& outlet) {
+        Descriptor const file(outlet.file != nullptr
+                                  ? ::open(outlet.file->GetFilename().c_str(), O_PATH | O_CLOEXEC)
+                                  : -1);
+        return FeedsBack(outlet.stream != nullptr ? ::fileno(outlet.stream) : file.Number(), input);
     });
 }
 

@@ -27,6 +27,9 @@ public:
     /// Whether lines go to somebody who may show them on a terminal, as a pager at a pipe does.
     bool HasViewer() const;
 
+    /// Whether what is logged would be read again from `input`, since a destination is its file.
+    bool FeedsBackFrom(int input) const;
+
     /// Whether all writes to the standard streams went well. To be asked after each, while `errno`
     /// is still the failing one's.
     bool AreStreamsIntact() { return output_.AreIntact(); }

@@ -18,6 +18,7 @@
 #include "datagrams.h"
 #include "levels.h"
 #include "number.h"
+#include "rolled_log.h"
 #include "system_log.h"
 #include "terminal.h"
 
@@ -26,7 +27,6 @@ namespace tarqlog::tool {
 namespace {
 
 constexpr int kDefaultKeptFiles = 5;
-constexpr int kMaxKeptFiles = 9;
 constexpr int kMaxBufferWithSize = 63;
 constexpr std::size_t kMaxIdentity = 32;  // what the library keeps of it
 
@@ -129,7 +129,7 @@ void MakeFile(std::string const& path, Settings& settings, Destination& destinat
 
 void MakeRoll(std::string const& path, Settings& settings, Destination& destination) {
     FileSettings const file = TakeFileSettings(settings);
-    int const keptFiles = TakeCount(settings, "keep", kMaxKeptFiles, kDefaultKeptFiles);
+    int const keptFiles = TakeCount(settings, "keep", kMaxRolledFiles, kDefaultKeptFiles);
     if (file.limitKiB == 0) {
         throw UsageError("it needs 'size', the size at which files roll");
     }
@@ -241,11 +241,16 @@ void AddSink(Destination const& destination, boost::shared_ptr<AppenderBase> con
     LogCore::Get()->AddSink(destination.rules, sink);
 }
 
+bool LeadsToTerminal(Outlet const& outlet) {
+    return outlet.stream != nullptr
+               ? IsTerminal(::fileno(outlet.stream))
+               : outlet.file != nullptr && IsTerminal(outlet.file->GetFilename());
+}
+
 /// Has what writes for `outlet` show records as `destination` asks for, or as its terminal needs
 /// it. Returns the appender that is to join the sink.
 boost::shared_ptr<AppenderBase> Dress(Destination const& destination, Outlet const& outlet) {
-    int const descriptor = outlet.stream != nullptr ? ::fileno(outlet.stream) : -1;
-    TextForm const form = destination.form == TextForm::kPlain && IsTerminal(descriptor)
+    TextForm const form = destination.form == TextForm::kPlain && outlet.isTerminal
                               ? TextForm::kEscaped
                               : destination.form;
     if (outlet.datagrams != nullptr) {
@@ -253,7 +258,7 @@ boost::shared_ptr<AppenderBase> Dress(Destination const& destination, Outlet con
     }
     bool const hasFullHeader = !destination.identity;  // the system log has its own time and level
     return PutIntoForm(form, outlet.appender, DefaultFormatHeaderFunc(hasFullHeader),
-                       WantsColour(descriptor));
+                       outlet.isTerminal && WantsColour());
 }
 
 }  // namespace
@@ -302,8 +307,10 @@ std::vector<Outlet> OpenAndRegister(std::vector<Destination> const& destinations
     std::vector<Outlet> outlets;
     for (Destination const& destination : destinations) {
         outlets.push_back(destination.open());
-        outlets.back().name = destination.text;
-        AddSink(destination, Dress(destination, outlets.back()));
+        Outlet& outlet = outlets.back();
+        outlet.name = destination.text;
+        outlet.isTerminal = LeadsToTerminal(outlet);
+        AddSink(destination, Dress(destination, outlet));
     }
     return outlets;
 }

@@ -28,6 +28,7 @@ struct Outlet {
     std::FILE* stream = nullptr;               // the standard stream that it writes to
     FileAppender* file = nullptr;              // itself, where it writes to a file
     DatagramAppender* datagrams = nullptr;     // itself, where it sends datagrams
+    bool isTerminal = false;                   // whether it writes to one
 };
 
 /// Where records go, and which of them. Opens nothing by itself.

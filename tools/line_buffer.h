@@ -3,7 +3,8 @@
 
 #include <cstddef>
 #include <string_view>
-#include <vector>
+
+#include "input_buffer.h"
 
 namespace tarqlog::tool {
 
@@ -18,7 +19,7 @@ struct Piece {
 class LineBuffer {
 public:
     /// @param maxLine  how many bytes a piece may have, 1 or more
-    explicit LineBuffer(std::size_t maxLine) : maxLine_(maxLine) {}
+    explicit LineBuffer(std::size_t maxLine);
 
     /// Takes the next piece. False when there is none before Fill() or, at the end, none at all.
     bool Next(Piece& piece);
@@ -28,7 +29,7 @@ public:
     int Fill(int descriptor);
 
     /// Whether no part of a line is at hand.
-    bool IsEmpty() const { return begin_ == end_; }
+    bool IsEmpty() const { return input_.AtHand().empty(); }
 
     /// Ends the input: what is at hand is the last line.
     void End() { atEnd_ = true; }
@@ -42,13 +43,10 @@ public:
 
 private:
     bool Take(Piece& piece, std::size_t size, std::size_t consumed, bool endsLine);
-    void MakeRoom();
 
     std::size_t const maxLine_;
-    std::vector<char> buffer_;
-    std::size_t begin_ = 0;    // of what was read and not taken
-    std::size_t end_ = 0;      // of what was read
-    std::size_t scanned_ = 0;  // so many bytes from begin_ hold no line feed
+    InputBuffer input_;
+    std::size_t scanned_ = 0;  // so many bytes of it hold no line feed
     bool startsLine_ = true;
     bool atEnd_ = false;
     unsigned long long bytesRead_ = 0;

@@ -1,12 +1,23 @@
 #include "merge.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
+#include <system_error>
 #include <utility>
 
 namespace tarqlog::tool {
 
 namespace {
+
+constexpr int kMaxRound = 20'000;  // records: some milliseconds
+
+/// The file that `name` stands for, by whatever way it is named.
+std::string ToPath(std::string const& name) {
+    std::error_code error;
+    std::filesystem::path const path = std::filesystem::weakly_canonical(name, error);
+    return name == "-" || error ? name : path.string();
+}
 
 /// Whether `name` is NAME.1 to NAME.9 of one of `names` that is read for itself.
 bool IsRolled(std::string const& name, std::vector<std::string> const& names) {
@@ -20,11 +31,13 @@ bool IsRolled(std::string const& name, std::vector<std::string> const& names) {
 }  // namespace
 
 Merge::Merge(std::vector<std::string> const& names, bool follows) {
-    for (auto name = names.begin(); name != names.end(); ++name) {
-        bool const isRepeated = std::find(names.begin(), name, *name) != name;
-        if (!isRepeated && !IsRolled(*name, names)) {
+    std::vector<std::string> paths;
+    std::transform(names.begin(), names.end(), std::back_inserter(paths), &ToPath);
+    for (auto path = paths.begin(); path != paths.end(); ++path) {
+        bool const isRepeated = std::find(paths.begin(), path, *path) != path;
+        if (!isRepeated && !IsRolled(*path, paths)) {
             idle_.push_back(logs_.size());
-            logs_.emplace_back(*name, follows);
+            logs_.emplace_back(names[static_cast<std::size_t>(path - paths.begin())], follows);
         }
     }
 }
@@ -37,8 +50,9 @@ RolledLog const* Merge::Next() {
         Enter(log);
         isTaken_ = false;
     }
-    if (startsRound_) {
+    if (startsRound_ || ++taken_ == kMaxRound) {
         startsRound_ = false;
+        taken_ = 0;
         for (std::size_t const log : std::exchange(idle_, {})) {
             Enter(log);
         }
@@ -60,9 +74,14 @@ RolledLog const* Merge::Next() {
     return nullptr;
 }
 
-void Merge::NoteQuiet() {
+bool Merge::HasStopped() const {
+    return std::all_of(logs_.begin(), logs_.end(),
+                       [](RolledLog const& log) { return log.HasStopped(); });
+}
+
+void Merge::NoteTime() {
     for (RolledLog& log : logs_) {
-        log.NoteQuiet();
+        log.NoteTime();
     }
 }
 

@@ -16,16 +16,17 @@ namespace tarqlog::tool {
 /// was named first comes first.
 class Merge {
 public:
-    /// @param names  a log is read once, whether the same name comes twice or one that another has
-    ///               rolled into; names are compared as they are written
+    /// @param names  a log is read once, whether it is named twice, by whatever ways, or beside one
+    ///               that has rolled into it
     Merge(std::vector<std::string> const& names, bool follows);
 
     /// The log whose Front() is next; null when none has any for now. Pops that of the call before.
     RolledLog const* Next();
 
-    /// These three are for all logs. Report() returns whether all could be read.
-    void NoteQuiet();
+    /// These are for all logs. Report() returns whether all could be read.
+    void NoteTime();
     void Stop();
+    bool HasStopped() const;
     bool Report() const;
 
 private:
@@ -38,7 +39,8 @@ private:
     std::vector<Entry> queue_;       // a heap of the logs that have something
     std::vector<std::size_t> idle_;  // those that have nothing for now
     bool isTaken_ = false;           // whether what the first in the queue has was given away
-    bool startsRound_ = true;        // the idle ones are asked again after all others are through
+    bool startsRound_ = true;        // the idle ones are asked again after all others are through,
+    int taken_ = 0;                  // or after many records
 };
 
 }  // namespace tarqlog::tool

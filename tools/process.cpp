@@ -29,10 +29,11 @@ bool MakePipe(Descriptor& readEnd, Descriptor& writeEnd) {
 /// Whether a folder of PATH has a file of that name.
 bool IsOnPath(std::string const& name) {
     char const* const path = std::getenv("PATH");  // NOLINT(concurrency-mt-unsafe): one thread
-    std::istringstream folders(path != nullptr ? path : "");
+    std::istringstream folders(path != nullptr ? std::string(path) + ':' : "");
     bool isThere = false;
     for (std::string folder; !isThere && std::getline(folders, folder, ':');) {
-        isThere = ::access((folder + '/' + name).c_str(), F_OK) == 0;
+        std::string const prefix = folder.empty() ? "" : folder + '/';  // empty: the current one
+        isThere = ::access((prefix + name).c_str(), F_OK) == 0;
     }
     return isThere;
 }

@@ -2,39 +2,13 @@
 #define TARQLOG_TOOLS_PROCESS_H_
 
 #include <sys/types.h>
-#include <unistd.h>
 
 #include <string>
 #include <vector>
 
+#include "descriptor.h"
+
 namespace tarqlog::tool {
-
-/// Owns a descriptor.
-class Descriptor {
-public:
-    Descriptor() = default;
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() { Close(); }
-
-    Descriptor(Descriptor const&) = delete;
-    Descriptor& operator=(Descriptor const&) = delete;
-
-    int Number() const { return number_; }
-
-    void Reset(int number) {
-        Close();
-        number_ = number;
-    }
-    void Close() {
-        if (number_ >= 0) {
-            ::close(number_);
-            number_ = -1;
-        }
-    }
-
-private:
-    int number_ = -1;
-};
 
 /// A command that runs beside the tool, with the tool's standard input and with pipes to the tool
 /// for its standard output and standard error.

@@ -1,21 +1,15 @@
 #include "record_buffer.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 namespace tarqlog::tool {
 
-namespace {
-
-constexpr std::size_t kChunkBytes = 65536;
-
-}  // namespace
+// What is cut off a record may be about to be its part, or the header after it.
+RecordBuffer::RecordBuffer() : input_(kMaxPart + kMaxHeader + kChunkBytes) {}
 
 void RecordBuffer::Begin() {
-    begin_ = end_;
+    input_.Drop(AtHand().size());
     scanned_ = size_ = 0;
     place_ = Place::kOutside;
     hasEnded_ = false;
@@ -23,9 +17,9 @@ void RecordBuffer::Begin() {
 
 bool RecordBuffer::Find() {
     while (size_ == 0) {
-        bool const isFurther = begin_ < end_ && (place_ == Place::kInside    ? FindEnd()
-                                                 : place_ == Place::kForeign ? DropForeignLine()
-                                                                             : EnterLine());
+        bool const isFurther = !AtHand().empty() && (place_ == Place::kInside    ? FindEnd()
+                                                     : place_ == Place::kForeign ? DropForeignLine()
+                                                                                 : EnterLine());
         if (!isFurther) {
             return false;
         }
@@ -51,12 +45,10 @@ void RecordBuffer::Pop() {
 }
 
 long long RecordBuffer::Fill(int descriptor) {
-    MakeRoom();
     ssize_t size = -1;
     do {
-        size = ::read(descriptor, buffer_.data() + end_, buffer_.size() - end_);
+        size = input_.Read(descriptor);
     } while (size < 0 && errno == EINTR);
-    end_ += static_cast<std::size_t>(std::max<ssize_t>(size, 0));
     return size;
 }
 
@@ -131,36 +123,23 @@ bool RecordBuffer::FindEnd() {
     }
 }
 
-/// A header alone is no record: the library writes none without a text.
+/// A header alone is no record: the library writes none without a text. At the end of a file its
+/// text may be about to come.
 void RecordBuffer::Complete(std::size_t size, bool isWhole) {
     std::string_view const bytes = AtHand().substr(0, size);
     size_ = size;
     isWhole_ = isWhole;
     if (header_.size > 0 && Front().text.empty()) {
-        bool const endsLine = bytes.back() == '\n';
-        foreignLines_ += static_cast<unsigned long long>(
-            std::count(bytes.begin(), bytes.end(), '\n') + (endsLine ? 0 : 1));
+        foreignLines_ +=
+            static_cast<unsigned long long>(std::count(bytes.begin(), bytes.end(), '\n'));
         Pop();
     }
 }
 
 void RecordBuffer::Take(std::size_t size, Place next) {
-    begin_ += size;
+    input_.Drop(size);
     scanned_ = size_ = 0;
     place_ = next;
-}
-
-void RecordBuffer::MakeRoom() {
-    if (begin_ > 0) {
-        std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
-        end_ -= begin_;
-        begin_ = 0;
-    }
-    if (buffer_.size() - end_ < kChunkBytes) {
-        std::size_t const size = std::max(2 * buffer_.size(), end_ + kChunkBytes);
-        buffer_.reserve(size);  // exactly, where resize() alone would take up to twice as much
-        buffer_.resize(size);
-    }
 }
 
 }  // namespace tarqlog::tool

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "input_buffer.h"
 #include "line_format.h"
 
 namespace tarqlog::tool {
@@ -25,6 +25,8 @@ struct FileRecord {
 /// than kMaxPart comes in parts.
 class RecordBuffer {
 public:
+    RecordBuffer();
+
     /// Makes ready for a file, from its start. What is at hand is dropped.
     void Begin();
 
@@ -54,7 +56,7 @@ public:
     unsigned long long ForeignLines() const { return foreignLines_; }
 
 private:
-    /// Where the data at begin_ stands.
+    /// Where what is at hand stands.
     enum class Place {
         kOutside,  // at the start of a line before the first record
         kForeign,  // within such a line
@@ -62,21 +64,16 @@ private:
         kInside,   // at the start of a record, or of a part that continues one
     };
 
-    std::string_view AtHand() const {
-        return std::string_view(buffer_.data() + begin_, end_ - begin_);
-    }
+    std::string_view AtHand() const { return input_.AtHand(); }
     bool IsHeaderAt(std::size_t offset, LineHeader& header, bool& isCut) const;
     bool EnterLine();
     bool DropForeignLine();
     bool FindEnd();
     void Complete(std::size_t size, bool isWhole);
     void Take(std::size_t size, Place next);
-    void MakeRoom();
 
-    std::vector<char> buffer_;
-    std::size_t begin_ = 0;    // of what was read and not taken
-    std::size_t end_ = 0;      // of what was read
-    std::size_t scanned_ = 0;  // so many bytes from begin_ belong to the record
+    InputBuffer input_;
+    std::size_t scanned_ = 0;  // so many bytes of what is at hand belong to the record
     Place place_ = Place::kOutside;
     LineHeader header_;  // of the record in hand or the last one; its tag is tag_
     std::string tag_;

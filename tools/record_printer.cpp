@@ -10,15 +10,13 @@
 #include <boost/make_shared.hpp>
 
 #include <tarqlog/console_appender.h>
-#include <tarqlog/header_formats.h>
 #include <tarqlog/logcore.h>
 #include <tarqlog/logrecord.h>
 #include <tarqlog/logsink.h>
 #include <tarqlog/logsysinfo.h>
-#include <tarqlog/wrappers.h>
 
-#include "escape.h"
 #include "terminal.h"
+#include "text_form.h"
 
 namespace tarqlog::tool {
 
@@ -41,20 +39,15 @@ unsigned int GetThreadId() {
 }
 
 /// The header as it stands in the file.
-void AppendEscapedHeader(std::string& header, LogRecord const&) {
-    header += Escaped(headerBytes);
+void AppendHeader(std::string& header, LogRecord const&) {
+    header += headerBytes;
 }
 
-boost::shared_ptr<AppenderBase> MakeAppender(bool isJson) {
+boost::shared_ptr<AppenderBase> MakeAppender(TextForm form) {
     auto const console = boost::make_shared<ConsoleAppender>(ConsoleAppender::kStdout);
     console->SetSeverity(kEverySeverity);
-    boost::shared_ptr<AppenderBase> appender;
-    if (isJson) {
-        appender = boost::make_shared<JsonLinesAppender>(console);
-    } else {
-        console->SetHeaderFunc(ColourHeader(&AppendEscapedHeader, WantsColour(STDOUT_FILENO)));
-        appender = boost::make_shared<EscapingAppender>(console);
-    }
+    auto const appender =
+        PutIntoForm(form, console, &AppendHeader, IsTerminal(STDOUT_FILENO) && WantsColour());
     appender->SetSeverity(kEverySeverity);
     return appender;
 }
@@ -83,7 +76,7 @@ RecordPrinter::RecordPrinter(Selection const& selection)
     LogSysInfo::SetGetTimeFunc(&GetTime);
     LogSysInfo::SetGetThreadIdFunc(&GetThreadId);
     auto const sink = boost::make_shared<LogSink>();
-    sink->AddAppender(MakeAppender(selection.json));
+    sink->AddAppender(MakeAppender(selection.json ? TextForm::kJson : TextForm::kEscaped));
     LogCore::Get()->AddSink(Widened(selection.rules), sink);
 }
 

@@ -1,8 +1,10 @@
 #include "signals.h"
 
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 
@@ -16,7 +18,9 @@ constexpr int kForwardedSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGALRM,
 volatile sig_atomic_t stopRequested = 0;
 volatile sig_atomic_t reopenRequested = 0;
 volatile sig_atomic_t childEnded = 0;
-volatile pid_t forwardedTo = 0;  // written while the signals are kept back
+volatile sig_atomic_t stopsForwarded = 0;
+volatile pid_t forwardedTo = 0;  // these two are written while the signals are kept back
+volatile sig_atomic_t hangUpStops = 0;
 
 extern "C" void RequestStop(int) {
     stopRequested = 1;
@@ -30,9 +34,31 @@ extern "C" void NoteEndOfChild(int) {
     childEnded = 1;
 }
 
+bool IsOver(pid_t child) {
+    siginfo_t end = {};
+    return ::waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           end.si_pid == child;
+}
+
+/// A child that is over has no use for signals. One is enough for the tool, which ends by itself
+/// then; a second one tells that a destination holds it up.
+void EndIfHeldUp(int signal) {
+    bool const isStop = signal == SIGINT || signal == SIGTERM || signal == SIGQUIT ||
+                        (signal == SIGHUP && hangUpStops != 0);
+    if (!isStop) {
+        return;
+    }
+    stopsForwarded = std::min(stopsForwarded + 1, 2);
+    if (stopsForwarded == 2 && IsOver(forwardedTo)) {
+        ::signal(signal, SIG_DFL);
+        ::raise(signal);  // ends the tool as this handler returns
+    }
+}
+
 /// At once and not when the tool gets to it, which may be held up by a destination.
 extern "C" void Forward(int signal, siginfo_t* info, void*) {
     int const error = errno;
+    EndIfHeldUp(signal);
     // The terminal sends to all in the foreground; a line that hangs up tells the leader alone.
     if (forwardedTo > 0 && (info->si_code != SI_KERNEL || signal == SIGHUP)) {
         ::kill(forwardedTo, signal);
@@ -133,6 +159,7 @@ pid_t ForkAndForward(bool hangUpReopens) {
             return child;
         }
         forwardedTo = child;
+        hangUpStops = hangUpReopens ? 0 : 1;
     }
     Unblock(SIGCHLD);  // whoever started the tool may have blocked it
     return child;

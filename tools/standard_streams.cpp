@@ -26,6 +26,11 @@ bool LeadToSameFile(int left, int right) {
 
 }  // namespace
 
+bool FeedsBack(int output, int input) {
+    struct stat status = {};
+    return LeadToSameFile(output, input) && ::fstat(input, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 void FillClosedDescriptors() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
         if (::fcntl(descriptor, F_GETFD) < 0) {

@@ -10,6 +10,9 @@ namespace tarqlog::tool {
 /// end at once and writes fail.
 void FillClosedDescriptors();
 
+/// Whether what is written to `output` comes back from `input`, since both are open on one file.
+bool FeedsBack(int output, int input);
+
 /// The standard streams that records go to, and the first failure to write to them.
 class OutputStreams {
 public:

@@ -88,14 +88,21 @@ bool Run::LogFile(std::string const& name) {
     // Not blocking: a FIFO that nobody writes to is waited for like any other input.
     int const flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     int const descriptor = isStandardInput ? STDIN_FILENO : ::open(name.c_str(), flags);
-    int const error = descriptor < 0 ? errno : LogInput(descriptor);
+    std::string complaint;
+    if (descriptor < 0) {
+        complaint = std::strerror(errno);
+    } else if (delivery_.FeedsBackFrom(descriptor)) {
+        complaint = "it is a destination as well, and its lines would come back for ever";
+    } else if (int const error = LogInput(descriptor); error != 0) {
+        complaint = std::strerror(error);
+    }
     if (descriptor > STDIN_FILENO) {
         ::close(descriptor);
     }
-    if (error != 0) {
-        Complain((isStandardInput ? "standard input" : name) + ": " + std::strerror(error));
+    if (!complaint.empty()) {
+        Complain((isStandardInput ? "standard input: " : name + ": ") + complaint);
     }
-    return error == 0;
+    return complaint.empty();
 }
 
 /// Returns 0, or the `errno` of a failed read.

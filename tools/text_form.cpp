@@ -5,14 +5,33 @@
 #include <boost/make_shared.hpp>
 
 #include <tarqlog/header_formats.h>
+#include <tarqlog/logrecord.h>
 #include <tarqlog/wrappers.h>
-
-#include "escape.h"
 
 namespace tarqlog::tool {
 
 namespace {
 
+/// Gives away the rule that it has for texts.
+class Escaper : public EscapingAppender {
+public:
+    Escaper() : EscapingAppender(nullptr) {}
+
+    using EscapingAppender::Rewrite;
+};
+
+std::string Escaped(std::string const& text) {
+    static Escaper escaper;
+    LogRecord record((Severity()));
+    record.WriteData(text.data(), static_cast<int>(text.size()));
+    record.WriteData("", 1);  // the NUL that a logger appends
+    std::string escaped;
+    escaper.Rewrite(record, escaped);
+    return escaped;
+}
+
+/// The appender passes headers as they are, but a tag from the command line or a file may hold
+/// anything.
 FormatHeaderFunc EscapedHeader(FormatHeaderFunc const& header) {
     return [header](std::string& to, LogRecord const& record) {
         std::string plain;

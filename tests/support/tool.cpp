@@ -39,7 +39,7 @@ std::string Masked(std::string const& output) {
     std::string masked;
     for (std::string::size_type i = 0; i < output.size(); ++i) {
         if (output[i] == '[' && Matches(output, i, kTime)) {
-            i = output.find(']', i + kTime.size());
+            i = std::min(output.find(']', i + kTime.size()), output.size());  // or it is cut
         } else {
             masked += output[i];
         }
