@@ -7,6 +7,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -428,15 +429,14 @@ TEST(TarqlogRunTest, FirstStopAfterTheCommandLetsTheToolFinish) {
 }
 
 TEST(TarqlogRunTest, SecondStopEndsAToolThatADestinationHoldsUpAfterTheCommand) {
-    for (int const signal : {SIGTERM, SIGINT, SIGQUIT, SIGHUP}) {
-        SCOPED_TRACE(signal);
+    for (auto const& [first, second] : {std::pair(SIGTERM, SIGINT), {SIGHUP, SIGQUIT}}) {
+        SCOPED_TRACE(first);
         HeldUpTool heldUp;
-        WaitUntil("the tool has ended", [&] {
-            heldUp.Tool().Signal(signal);
-            return heldUp.Tool().HasEnded();
-        });
+        heldUp.Tool().Signal(first);
+        heldUp.Tool().Signal(second);
+        int const end = heldUp.Tool().Finish().signal;
 
-        EXPECT_EQ(heldUp.Tool().Finish().signal, signal);
+        EXPECT_TRUE(end == first || end == second) << end;  // they may come in either order
     }
 }
 
