@@ -116,7 +116,8 @@ protected:
     /// held around a log statement or a fork(). A child that it forks may only call an exec
     /// function or _exit(). It may log: that record passes along the same road within this one,
     /// through this appender too if it is routed there, and Header() is the inner record's from
-    /// then on.
+    /// then on. But two appenders that log must not get each other's records: two threads would
+    /// wait for each other.
     virtual void DoAppend(LogRecord const& record) = 0;
 
     /// Says that `records` that DoAppend() was given are lost, this one or earlier ones. For
