@@ -672,6 +672,11 @@ TEST(TarqlogCatTest, RawBytesGoToATerminalToo) {
     EXPECT_EQ(PrintedOf(At(1, "one\ntwo\x1b[2J"), {"--raw"}), At(1, "one\ntwo\x1b[2J"));
 }
 
+TEST(TarqlogCatTest, WhatIsNoTerminalGetsEscapesWithoutColoursWhenAskedFor) {
+    EXPECT_EQ(PrintedOf(At(1, "one\ntwo\x1b[2J", "(a\x07)"), {"--escape"}),
+              "I [2026-11-21 16:49:01.000][t:7](a\\x07):one\\ntwo\\x1b[2J\n");
+}
+
 TEST(TarqlogCatTest, JsonIsTheSameOnATerminal) {
     EXPECT_EQ(ShownOf(At(1, "\x1b"), {"--json"}), PrintedOf(At(1, "\x1b"), {"--json"}));
 }
@@ -1115,25 +1120,32 @@ TEST(TarqlogCatTest, ErrorInTheOptionsIsOneLine) {
         Arguments arguments;
         char const* errors;
     } const kCases[] = {
-        {{}, "cat: 1 required FILE missing"},
-        {{"--json"}, "cat: 1 required FILE missing"},
-        {{"--loud", "x"}, "unknown option --loud"},
-        {{"--json", "--raw", "x"}, "cat: --json and --raw exclude each other"},
+        {{}, "cat needs a FILE, or - for standard input"},
+        {{"--json"}, "cat needs a FILE, or - for standard input"},
+        {{"--loud", "x"}, "cat has no option --loud"},
+        {{"--json", "--raw", "x"}, "cat: --json, --raw and --escape exclude each other"},
+        {{"--escape", "--json", "x"}, "cat: --json, --raw and --escape exclude each other"},
+        {{"--raw", "--escape", "x"}, "cat: --json, --raw and --escape exclude each other"},
         {{"--follow", "-"}, "cat: standard input cannot be followed"},
-        {{"-r", "x", "x"}, "--rule 'x': a rule is TAG=LEVELS"},
-        {{"-r", "x=loud", "x"}, "--rule 'x=loud': levels 'loud' are unknown"},
+        {{"-r", "x", "x"},
+         "--rule 'x': a rule is TAG=LEVELS, as in web.db=none, or =WEF for all tags"},
+        {{"-r", "x=loud", "x"},
+         "--rule 'x=loud': levels 'loud' are unknown, known are all, none, a level, a level and + "
+         "for all from it up, or letters as in WEF"},
         {{"--since", "noon", "x"},
-         "--since 'noon': not a time as in 2026-11-21, 2026-11-21T16:49:11.406 or 10m"},
+         "--since 'noon': not a time as in 2026-11-21 or 2026-11-21T16:49:11.406, nor so long ago "
+         "as in 90s, 10m, 2h or 3d"},
         {{"--until", "", "x"},
-         "--until '': not a time as in 2026-11-21, 2026-11-21T16:49:11.406 or 10m"},
-        {{"-o", "stdout", "x"}, "unknown option -o"},
+         "--until '': not a time as in 2026-11-21 or 2026-11-21T16:49:11.406, nor so long ago as "
+         "in 90s, 10m, 2h or 3d"},
+        {{"-o", "stdout", "x"}, "cat has no option -o"},
     };
     for (auto const& row : kCases) {
         SCOPED_TRACE(row.errors);
         ChildResult const result = RunCat(row.arguments);
         EXPECT_EQ(result.exitStatus, 2);
         EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.errors, "tarqlog: " + std::string(row.errors) + "; see --help\n");
+        EXPECT_EQ(result.errors, "tarqlog: " + std::string(row.errors) + "; see cat --help\n");
     }
 }
 
@@ -1150,7 +1162,7 @@ TEST(TarqlogCatTest, FileMayHaveAnyName) {
 TEST(TarqlogCatTest, HelpOfItsOwnFitsOneScreenAndNamesEachOption) {
     ExpectHelp({"cat", "--help"},
                {"tarqlog cat [OPTIONS] FILE...", "-r,--rule", "--since", "--until", "--json",
-                "--raw", "-f,--follow", "-h,--help", "--version", "not printed"});
+                "--raw", "--escape", "-f,--follow", "-h,--help", "--version", "not printed"});
 }
 
 }  // namespace

@@ -1,6 +1,10 @@
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +19,8 @@
 
 #include <gtest/gtest.h>
 
+#include "../tools/system_log.h"
+#include "collectors/isolation.h"
 #include "support/child.h"
 #include "support/temporary_directory.h"
 #include "support/terminal.h"
@@ -151,7 +157,7 @@ TEST(TarqlogDestinationsTest, UnknownFormatIsAnErrorThatNamesTheKnownOnes) {
         {"format=xml", "format 'xml' is unknown, known are json and text"},
         {"format=JSON", "format 'JSON' is unknown, known are json and text"},
         {"format=", "format '' is unknown, known are json and text"},
-        {"format", "setting 'format' is not of the form key=value"},
+        {"format", "setting 'format' needs = and a value behind it"},
     };
     for (auto const& row : kCases) {
         for (std::string const kind : {"stdout", "file:x", "udp:127.0.0.1:9", "syslog"}) {
@@ -174,6 +180,93 @@ TEST(TarqlogDestinationsTest, EachKindOfDestinationMayHaveAFormat) {
         EXPECT_EQ(RunTool({"-n", "--escape", "-o", destination}).output,
                   "1 " + destination + "\n  rule =all\n");
     }
+}
+
+// A system log that nobody reads
+
+/// Takes what comes to a socket of the file system while it lives.
+class LocalListener {
+public:
+    LocalListener(std::string const& path, int type)
+        : descriptor_(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        bool const isBound =
+            ::bind(descriptor_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+        if (!isBound || (type == SOCK_STREAM && ::listen(descriptor_, 0) != 0)) {
+            throw std::runtime_error("cannot listen at " + path);
+        }
+    }
+    ~LocalListener() { ::close(descriptor_); }
+
+    LocalListener(LocalListener const&) = delete;
+    LocalListener& operator=(LocalListener const&) = delete;
+
+private:
+    int const descriptor_;
+};
+
+TEST(TarqlogDestinationsTest, SystemLogListensAtASocketOfEitherType) {
+    TemporaryDirectory const directory;
+    LocalListener const datagrams(directory.File("datagrams"), SOCK_DGRAM);
+    LocalListener const stream(directory.File("stream"), SOCK_STREAM);
+
+    EXPECT_EQ(tool::SystemLogFailure(directory.File("datagrams")), "");
+    for (int i = 0; i < 9; ++i) {  // more than wait in line there
+        EXPECT_EQ(tool::SystemLogFailure(directory.File("stream")), "");
+    }
+}
+
+TEST(TarqlogDestinationsTest, NobodyListensAtWhatIsMissingOrLeftBehindOrNoSocket) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("file"), "");
+    { LocalListener const listener(directory.File("datagrams"), SOCK_DGRAM); }
+    { LocalListener const listener(directory.File("stream"), SOCK_STREAM); }
+
+    EXPECT_EQ(tool::SystemLogFailure(directory.File("missing")), "No such file or directory");
+    for (char const* const name : {"file", "datagrams", "stream"}) {
+        EXPECT_EQ(tool::SystemLogFailure(directory.File(name)), "Connection refused") << name;
+    }
+}
+
+/// With a /dev of the test's own, so that nothing gets to the machine's system log.
+class TarqlogSystemLogTest : public OwnNamespacesTest {
+protected:
+    TarqlogSystemLogTest() : OwnNamespacesTest(CLONE_NEWNS) {}
+
+    std::string Log() const { return directory_.File("log"); }  // in the place of /dev/log
+
+    /// What the tool says of `line` when its /dev is that of the test.
+    void ExpectErrors(Arguments const& arguments, std::string const& line,
+                      std::string const& errors) const {
+        Run([&] {
+            ASSERT_EQ(::mount(directory_.Path().c_str(), "/dev", nullptr, MS_BIND, nullptr), 0);
+            ChildResult const result = RunTool(arguments, line);
+            EXPECT_EQ(result.exitStatus, 0);
+            EXPECT_EQ(result.errors, errors);
+        });
+    }
+
+private:
+    TemporaryDirectory const directory_;
+};
+
+TEST_F(TarqlogSystemLogTest, NobodyAtTheSystemLogIsOneLineAndTheOthersGoOn) {
+    ExpectErrors({"-o", "syslog:web,format=json", "-o", "stderr", "-o", "syslog:web"}, "one\n",
+                 "tarqlog: syslog:web,format=json: nobody listens at /dev/log (No such file or "
+                 "directory), lines are lost until somebody does\nI (stdin):one\n");
+}
+
+TEST_F(TarqlogSystemLogTest, SomebodyAtTheSystemLogIsNotWorthALine) {
+    LocalListener const listener(Log(), SOCK_DGRAM);
+    ExpectErrors({"-o", "syslog:web"}, "one\n", "");
+}
+
+TEST_F(TarqlogSystemLogTest, SystemLogThatGetsNothingMayBeAnywhere) {
+    ExpectErrors({"-o", "syslog,levels=none", "-o", "stdout"}, "one\n", "");
+    ExpectErrors({"-n", "-o", "syslog"}, "", "");
+    ExpectErrors({"explain", "web", "-o", "syslog"}, "", "");
 }
 
 // Datagrams that are too small
@@ -533,7 +626,7 @@ TEST(TarqlogDestinationsTest, JobInTheBackgroundWritesNoProgressToItsTerminal) {
 
 TEST(TarqlogDestinationsTest, RunHasNoProgressToTell) {
     EXPECT_EQ(RunTool({"run", "--progress", "--", "true"}).errors,
-              "tarqlog: unknown option --progress; see --help\n");
+              "tarqlog: run has no option --progress; see run --help\n");
 }
 
 /// A file whose lines a destination cannot take before the test lets it.

@@ -5,6 +5,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -43,7 +44,8 @@ std::map<std::string, std::string> OptionsOf(Arguments const& command) {
 
 std::map<std::string, std::string> OptionsOfAll() {
     std::map<std::string, std::string> options;
-    for (Arguments const& command : {Arguments{}, Arguments{"run"}, Arguments{"cat"}}) {
+    for (Arguments const& command :
+         {Arguments{}, Arguments{"run"}, Arguments{"cat"}, Arguments{"explain"}}) {
         options.merge(OptionsOf(command));
     }
     return options;
@@ -70,24 +72,68 @@ Words WordsOf(std::string const& text) {
     return all;
 }
 
-/// What bash offers behind `words`, of which the last is being typed; "$1" is the completions'
-/// folder.
-Words Offered(std::string const& words) {
-    std::string const script = ". \"$1/tarqlog\"; COMP_WORDS=(" + words +
-                               "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tarqlog; "
-                               "printf '%s\\n' \"${COMPREPLY[@]}\"";
-    ChildResult const result =
-        RunProgram("/bin/bash", {"--norc", "-c", script, "bash", TARQLOG_COMPLETIONS});
-    EXPECT_EQ(result.errors, "") << words;
-    std::istringstream lines(result.output);
-    Words offered;
+Words LinesOf(std::string const& text) {
+    std::istringstream lines(text);
+    Words all;
     for (std::string line; std::getline(lines, line);) {
         if (!line.empty()) {
-            offered.insert(line);
+            all.insert(line);
         }
     }
+    return all;
+}
+
+/// The words of `line` as bash tells them to completions: blanks part them, and signs of "=:" in a
+/// row are words of their own.
+Arguments SplitAsBash(std::string const& line) {
+    static std::regex const word("[=:]+|[^ =:]+");
+    Arguments words;
+    for (std::sregex_iterator at(line.begin(), line.end(), word), end; at != end; ++at) {
+        words.push_back(at->str());
+    }
+    if (line.back() == ' ') {
+        words.emplace_back();
+    }
+    return words;
+}
+
+/// What bash offers behind `line` in the completions' folder: what is to stand there in place of
+/// what bash takes for the last word.
+Words Offered(std::string const& line) {
+    static std::string const script =
+        "cd \"$1\" && . ./tarqlog; COMP_LINE=$2 COMP_POINT=${#2}; shift 2; COMP_WORDS=(\"$@\"); "
+        "COMP_CWORD=$(($# - 1)); _tarqlog; printf '%s\\n' \"${COMPREPLY[@]}\"";
+    Arguments arguments = {"--norc", "-c", script, "bash", TARQLOG_COMPLETIONS, line};
+    Arguments const words = SplitAsBash(line);
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    ChildResult const result = RunProgram("/bin/bash", arguments);
+    EXPECT_EQ(result.errors, "") << line;
+    return LinesOf(result.output);
+}
+
+/// What zsh offers behind each of `lines` in the completions' folder.
+std::vector<Words> OfferedByZsh(Arguments const& lines) {
+    Arguments arguments = {"-c", "cd \"$1\" && exec zsh -f \"$0\" \"$@\"", TARQLOG_ZSH_OFFERS,
+                           TARQLOG_COMPLETIONS};
+    arguments.insert(arguments.end(), lines.begin(), lines.end());
+    ChildResult const result = RunProgram("/bin/sh", arguments);
+    EXPECT_EQ(result.errors, "");
+    std::istringstream output(result.output);
+    std::vector<Words> offered(1);
+    for (std::string line; std::getline(output, line);) {
+        if (line.empty()) {
+            offered.emplace_back();
+        } else {
+            offered.back().insert(line);
+        }
+    }
+    offered.pop_back();
     return offered;
 }
+
+Words const kLevels = {"trace", "debug", "info", "warning", "error", "fatal"};
+Words const kSetsOfLevels = {"all", "none", "trace", "debug", "info", "warning", "error", "fatal"};
+Words const kFiles = {"_tarqlog", "tarqlog"};
 
 TEST(TarqlogManualTest, ListsTheOptionsOfEachHelpAndNoOther) {
     static std::regex const entry(R"(^\.It Fl (?:(\w) , Fl )?\\-([a-z-]+)(?: Ar (\S+))?$)");
@@ -114,39 +160,116 @@ TEST(TarqlogManualTest, BashOffersTheOptionsOfTheCommandThatIsTyped) {
     EXPECT_EQ(Offered("tarqlog -"), NamesOf(OptionsOf({})));
     EXPECT_EQ(Offered("tarqlog run -"), NamesOf(OptionsOf({"run"})));
     EXPECT_EQ(Offered("tarqlog cat -"), NamesOf(OptionsOf({"cat"})));
-}
-
-TEST(TarqlogManualTest, BashOffersToExplainWhatConcernsDestinations) {
-    Words const all = NamesOf(OptionsOf({}));
-    Words const offered = Offered("tarqlog explain -");
-    EXPECT_EQ(offered.count("--to"), 1U);
-    EXPECT_EQ(offered.count("--tag"), 0U);
-    for (std::string const& name : offered) {
-        EXPECT_EQ(all.count(name), 1U) << name;
-    }
+    EXPECT_EQ(Offered("tarqlog explain -"), NamesOf(OptionsOf({"explain"})));
 }
 
 TEST(TarqlogManualTest, BashOffersCommandsDestinationsAndLevels) {
     EXPECT_EQ(Offered("tarqlog ru"), Words({"run"}));
+    EXPECT_EQ(Offered("tarqlog ").count("explain"), 1U);
     EXPECT_EQ(Offered("tarqlog -o s"), Words({"stdout", "stderr", "syslog"}));
+    EXPECT_EQ(Offered("tarqlog -p "), kLevels);
     EXPECT_EQ(Offered("tarqlog run -p wa"), Words({"warning"}));
-    EXPECT_EQ(Offered("tarqlog -r web = n"), Words({"none"}));
-    EXPECT_EQ(Offered("tarqlog -o stdout,format = j"), Words({"json"}));
-    std::string const file = TARQLOG_COMPLETIONS "/_tarqlog";
-    EXPECT_EQ(Offered("tarqlog -o file : \"$1/_\""), Words({file}));
-    EXPECT_EQ(Offered("tarqlog cat \"$1/_\""), Words({file}));
+    EXPECT_EQ(Offered("tarqlog -r web=n"), Words({"none"}));
+    EXPECT_EQ(Offered("tarqlog explain web -r ="), kSetsOfLevels);
+    EXPECT_EQ(Offered("tarqlog -r we"), Words());
+    EXPECT_EQ(Offered("tarqlog -t "), Words());
+    EXPECT_EQ(Offered("tarqlog cat --since "), Words());
+}
+
+TEST(TarqlogManualTest, BashOffersValuesBehindAnEqualsSignAndBehindALetter) {
+    EXPECT_EQ(Offered("tarqlog --to="),
+              Words({"stdout", "stderr", "file:", "roll:", "udp:", "syslog"}));
+    EXPECT_EQ(Offered("tarqlog --to=std"), Words({"stdout", "stderr"}));
+    EXPECT_EQ(Offered("tarqlog --to=file:_"), Words({"_tarqlog"}));
+    EXPECT_EQ(Offered("tarqlog --to=stdout,levels=w"), Words({"warning"}));
+    EXPECT_EQ(Offered("tarqlog --priority="), kLevels);
+    EXPECT_EQ(Offered("tarqlog cat --rule=web.db=n"), Words({"none"}));
+    EXPECT_EQ(Offered("tarqlog --tag="), Words());
+    EXPECT_EQ(Offered("tarqlog --stats="), Words());
+    EXPECT_EQ(Offered("tarqlog -ostd"), Words({"-ostdout", "-ostderr"}));
+    EXPECT_EQ(Offered("tarqlog -pw"), Words({"-pwarning"}));
+    EXPECT_EQ(Offered("tarqlog --to=stdout _"), Words({"_tarqlog"}));
+}
+
+TEST(TarqlogManualTest, BashOffersTheSettingsOfEachKindOfDestination) {
+    EXPECT_EQ(Offered("tarqlog -o stdout,"), Words({"stdout,levels=", "stdout,format="}));
+    EXPECT_EQ(Offered("tarqlog -o syslog:web,le"), Words({"web,levels="}));
+    EXPECT_EQ(Offered("tarqlog -o file:/x,"),
+              Words({"/x,levels=", "/x,format=", "/x,size=", "/x,buffer=", "/x,truncate"}));
+    EXPECT_EQ(Offered("tarqlog -o roll:/x,size=1M,"),
+              Words({"1M,levels=", "1M,format=", "1M,size=", "1M,buffer=", "1M,keep="}));
+    EXPECT_EQ(Offered("tarqlog -o stdout,levels="), kSetsOfLevels);
+    EXPECT_EQ(Offered("tarqlog -o stdout,levels=all,format=j"), Words({"json"}));
+    EXPECT_EQ(Offered("tarqlog -o file:/x,size="), Words());
+    EXPECT_EQ(Offered("tarqlog -o udp:"), Words());
+    EXPECT_EQ(Offered("tarqlog -o roll:"), kFiles);
+}
+
+TEST(TarqlogManualTest, BashOffersFilesWhateverIsQuoted) {
+    EXPECT_EQ(Offered("tarqlog _"), Words({"_tarqlog"}));
+    EXPECT_EQ(Offered("tarqlog cat "), kFiles);
+    EXPECT_EQ(Offered("tarqlog -o stdout _"), Words({"_tarqlog"}));
+    EXPECT_EQ(Offered("tarqlog cat \"_"), Words({"_tarqlog"}));
+    EXPECT_EQ(Offered("tarqlog cat \\_"), Words({"_tarqlog"}));
+    EXPECT_EQ(Offered("tarqlog explain _"), Words());
+    EXPECT_EQ(Offered("tarqlog run _"), Words());
 }
 
 TEST(TarqlogManualTest, BashOffersNoOptionsBehindTwoDashes) {
     EXPECT_EQ(Offered("tarqlog -- --st"), Words());
-    EXPECT_EQ(Offered("tarqlog run -- tru").count("true"), 1U);
+    EXPECT_EQ(Offered("tarqlog cat -- _"), Words({"_tarqlog"}));
+    EXPECT_EQ(Offered("tarqlog run "), Words({"--"}));
+    EXPECT_EQ(Offered("tarqlog run -o stdout "), Words({"--"}));
+    EXPECT_EQ(Offered("tarqlog run -o stdout -- tru").count("true"), 1U);
     EXPECT_EQ(Offered("tarqlog run -- true --st"), Words());
+    EXPECT_EQ(Offered("tarqlog run -- true _"), Words({"_tarqlog"}));
+}
+
+TEST(TarqlogManualTest, ZshOffersWhatBashDoes) {
+    if (RunProgram("/bin/sh", {"-c", "command -v zsh"}).exitStatus != 0) {
+        GTEST_SKIP() << "there is no zsh";
+    }
+    struct {
+        std::string line;
+        Words offered;
+    } const kCases[] = {
+        {"tarqlog ru", {"run"}},
+        {"tarqlog -o s", {"stdout", "stderr", "syslog"}},
+        {"tarqlog -ostd", {"stdout", "stderr"}},
+        {"tarqlog --to=std", {"stdout", "stderr"}},
+        {"tarqlog --to=file:_", {"_tarqlog"}},
+        {"tarqlog -o stdout,", {"levels=", "format="}},
+        {"tarqlog -o file:/x,", {"levels=", "format=", "size=", "buffer=", "truncate"}},
+        {"tarqlog -o roll:/x,size=1M,", {"levels=", "format=", "size=", "buffer=", "keep="}},
+        {"tarqlog -o roll:/x,size=", {}},
+        {"tarqlog -o stdout,levels=", kSetsOfLevels},
+        {"tarqlog --to=stdout,levels=all,format=j", {"json"}},
+        {"tarqlog -p ", kLevels},
+        {"tarqlog run --priority=wa", {"warning"}},
+        {"tarqlog cat --rule=web.db=n", {"none"}},
+        {"tarqlog cat _", {"_tarqlog"}},
+        {"tarqlog -- --st", {}},
+        {"tarqlog run -o stdout ", {"--"}},
+        {"tarqlog run -- truncat", {"truncate"}},
+        {"tarqlog run -- cat _", {"_tarqlog"}},
+        {"tarqlog explain -", NamesOf(OptionsOf({"explain"}))},
+        {"tarqlog cat -", NamesOf(OptionsOf({"cat"}))},
+    };
+    Arguments lines;
+    for (auto const& row : kCases) {
+        lines.push_back(row.line);
+    }
+    std::vector<Words> const offered = OfferedByZsh(lines);
+    ASSERT_EQ(offered.size(), lines.size());
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_EQ(offered[i], kCases[i].offered) << lines[i];
+    }
 }
 
 TEST(TarqlogManualTest, EachKindOfDestinationIsOfferedAndDescribed) {
     std::string const manual = ReadWholeFile(TARQLOG_MANUAL);
     std::string const zsh = ReadWholeFile(TARQLOG_COMPLETIONS "/_tarqlog");
-    Words const offered = Offered("tarqlog -o ''");
+    Words const offered = Offered("tarqlog -o ");
     std::smatch match;
     std::string const help = HelpOf({});
     ASSERT_TRUE(std::regex_search(help, match, std::regex("DEST is (.*?):\n")));
@@ -165,7 +288,7 @@ TEST(TarqlogManualTest, EachKindOfDestinationIsOfferedAndDescribed) {
 
 /// "'(-n --dry-run)'{-n,--dry-run}'[...'" and "'--stats[...'": what stands in the lists.
 Words OptionsForZsh(std::string const& text) {
-    static std::regex const option(R"((?:\{|,|'|\))(--?[a-z][a-z-]*)(?=[,}\[]))");
+    static std::regex const option(R"((?:\{|,|'|\))(--?[a-z][a-z-]*)(?=[+=]?[,}\[]))");
     Words names;
     for (std::sregex_iterator at(text.begin(), text.end(), option), end; at != end; ++at) {
         names.insert(at->str(1));

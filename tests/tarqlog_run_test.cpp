@@ -602,20 +602,23 @@ TEST(TarqlogRunTest, ErrorInTheOptionsIsOneLineAndNothingRuns) {
         Arguments arguments;
         char const* errors;
     } const kCases[] = {
-        {{"run"}, "run: 1 required COMMAND missing"},
-        {{"run", "-o", "stdout", "--"}, "run: 1 required COMMAND missing"},
-        {{"run", "touch", file}, "run: 'touch' stands before --, COMMAND behind it"},
+        {{"run"}, "run needs a COMMAND, as in run -- ls -l"},
+        {{"run", "-o", "stdout", "--"}, "run needs a COMMAND, as in run -- ls -l"},
+        {{"run", "touch", file}, "run: -- is missing before 'touch'"},
+        {{"run", "ls", "-l"}, "run: -- is missing before 'ls'"},
         {{"run", "x", "--", "touch", file}, "run: 'x' stands before --, COMMAND behind it"},
-        {{"run", "--loud", "--", "touch", file}, "unknown option --loud"},
-        {{"run", "-p", "loud", "--", "touch", file}, "--priority 'loud': level 'loud' is unknown"},
-        {{"run", "-t", "--", "touch", file}, "--tag: 1 required TAG missing"},
+        {{"run", "--loud", "--", "touch", file}, "run has no option --loud"},
+        {{"run", "-p", "loud", "--", "touch", file},
+         "--priority 'loud': level 'loud' is unknown, known are trace, debug, info, warning, "
+         "error, fatal, T to F, emerg to debug and 0 to 7"},
+        {{"run", "-t", "--", "touch", file}, "--tag needs a TAG behind it"},
     };
     for (auto const& row : kCases) {
         SCOPED_TRACE(row.errors);
         ChildResult const result = RunTool(row.arguments);
         EXPECT_EQ(result.exitStatus, 2);
         EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.errors, "tarqlog: " + std::string(row.errors) + "; see --help\n");
+        EXPECT_EQ(result.errors, "tarqlog: " + std::string(row.errors) + "; see run --help\n");
         EXPECT_NE(::access(file.c_str(), F_OK), 0);
     }
 }

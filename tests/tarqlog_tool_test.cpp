@@ -376,10 +376,79 @@ TEST(TarqlogToolTest, FirstLevelWordGivesTheLevelAndStaysInTheText) {
     }
 }
 
+TEST(TarqlogToolTest, WordOfProseGivesTheLevelWhereItStandsAsLevelsDo) {
+    struct {
+        char letter;
+        Arguments lines;
+    } const kCases[] = {
+        {'T', {"VERBOSE x", "[verbose] x", "11:22:33 TRC x"}},
+        {'D', {"DBG x", "11:22:33 [DBG] x", "level=dbg error=none"}},
+        {'I',
+         {"NOTICE x", "[notice] 31#31: exit", "2026-11-21T16:49:11.123Z notice: an error page",
+          "NOTICE:  relation exists, error ignored", "[php7:notice] [pid 9] error_log",
+          "[Note] Error log is here", "INF x", R"({"level":"notice","error":""})"}},
+        {'W', {"11:22:33 WRN x", "[wrn] x", "level=wrn"}},
+        {'E',
+         {"ERR x", "[err] x", "<err> x", "(err) x", "|err|", "err: x", "db: err: x", "[1] err: x",
+          "12 err: x", "level=err x", "level=\"err\" x", "lvl=ERR", "severity=err", "Priority: err",
+          R"({"msg":"x","log_level": "err"})", "[core:err] [pid 3] x", "SEVERE: x", "[severe]",
+          "Nov 21 16:49:11 host app[7]: err: x"}},
+        {'F',
+         {"CRIT x", "[crit] 7#7: x", "level=crit", "ALERT x", "[alert] x", "EMERG", "[emerg] x",
+          "PANIC: x", "panic: runtime error: index out of range", "EMERGENCY x", "app.EMERGENCY: x",
+          "app.ALERT: error", R"("severity": "ALERT")", "FTL x", "\talert: x", "app - alert: x"}},
+    };
+    for (auto const& row : kCases) {
+        for (std::string const& line : row.lines) {
+            SCOPED_TRACE(line);
+            std::string const otherLevel = row.letter == 'I' ? "debug" : "info";
+            EXPECT_EQ(Output({"--detect", "-p", otherLevel}, line),
+                      std::string(1, row.letter) + " (stdin):" + line + "\n");
+        }
+    }
+}
+
+TEST(TarqlogToolTest, ProseGivesNoLevel) {
+    for (std::string const line : {"to err is human",
+                                   "if err != nil",
+                                   "no reason to panic",
+                                   "Kernel panic - not syncing",
+                                   "please take notice",
+                                   "Please take notice: closed on Monday",
+                                   "note that",
+                                   "a note: x",
+                                   "alert the admins",
+                                   "Security alert: 3 logins",
+                                   "crit chance 20%",
+                                   "a severe winter",
+                                   "/var/log/err: is gone",
+                                   "file.err: gone",
+                                   "std-err: x",
+                                   "Stop. Alert: x",
+                                   "so, panic: now",
+                                   "file.err",
+                                   "action=alert",
+                                   R"({"event_type":"alert"})",
+                                   "GET /alert/7",
+                                   "(to err) is human",
+                                   "[an err]",
+                                   "level err",
+                                   "err",
+                                   "notice",
+                                   "Panic",
+                                   "an alert.",
+                                   "level=fine err",
+                                   "levels=err",
+                                   "verbose"}) {
+        SCOPED_TRACE(line);
+        EXPECT_EQ(Output({"--detect", "-p", "debug"}, line), "D (stdin):" + line + "\n");
+    }
+}
+
 TEST(TarqlogToolTest, WhatIsNoLevelWordLeavesTheLevelAlone) {
     for (std::string const line :
          {"x", "errors", "INFORMATION", "error_code", "_error", "error1", "3error", "terror",
-          "warnings", "err", "crit", "notice", "E", "e r r o r", "[ ]: "}) {
+          "warnings", "ERRNO", "CRITS", "[notices]", "E", "e r r o r", "[ ]: "}) {
         SCOPED_TRACE(line);
         EXPECT_EQ(Output({"--detect", "-p", "debug"}, line), "D (stdin):" + line + "\n");
     }
@@ -646,13 +715,6 @@ TEST(TarqlogToolTest, EachTagIsExplainedAsLoggersTakeIt) {
               "  1 stderr: reached with W, through rule a=W and levels=all\n"
               "tag '-x?'\n"
               "  1 stderr: reached with all, through rule =all and levels=all\n");
-}
-
-TEST(TarqlogToolTest, OptionsForLinesMakeNoDifferenceToAnExplanation) {
-    EXPECT_EQ(RunTool({"explain", "-t", "web", "-p", "error", "--prio-prefix", "--detect",
-                       "--sub-tags", "--max-line", "4", "--stats", "db"})
-                  .output,
-              "tag 'db'\n  1 stderr: reached with all, through rule =all and levels=all\n");
 }
 
 TEST(TarqlogToolTest, ExplanationReadsNothing) {
@@ -1297,10 +1359,25 @@ TEST(TarqlogToolTest, DryRunLooksUpNoHost) {
 
 // Errors
 
+/// Expects that `arguments` end the tool with one line that says `error` and leads to `help`.
+void ExpectUsageError(Arguments const& arguments, std::string const& error,
+                      std::string const& help = "--help") {
+    SCOPED_TRACE(error);
+    ChildResult const result = RunTool(arguments, "x\n");
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "tarqlog: " + error + "; see " + help + "\n");
+}
+
+std::string const kKnownLevel =
+    ", known are trace, debug, info, warning, error, fatal, T to F, emerg to debug and 0 to 7";
+std::string const kKnownLevels =
+    ", known are all, none, a level, a level and + for all from it up, or letters as in WEF";
+
 TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
     struct {
         Arguments arguments;
-        char const* errors;
+        std::string error;
     } const kCases[] = {
         {{"-o", "tape"},
          "--to 'tape': unknown destination 'tape', known are stdout, stderr, file:PATH, "
@@ -1308,27 +1385,41 @@ TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
         {{"--to="},
          "--to '': unknown destination '', known are stdout, stderr, file:PATH, roll:PATH, "
          "udp:HOST:PORT or syslog[:IDENT]"},
-        {{"-o", "stdout,color=on"}, "--to 'stdout,color=on': unknown setting 'color'"},
+        {{"-o", "stdout,color=on"},
+         "--to 'stdout,color=on': unknown setting 'color', known are levels and format"},
         {{"-o", "stdout,levels=W,levels=E"},
          "--to 'stdout,levels=W,levels=E': setting 'levels' is given twice"},
-        {{"-o", "stdout,"}, "--to 'stdout,': unknown setting ''"},
+        {{"-o", "stdout,"}, "--to 'stdout,': a setting must stand behind each comma"},
+        {{"-o", "stdout,,"}, "--to 'stdout,,': a setting must stand behind each comma"},
         {{"-o", "stdout,levels"},
-         "--to 'stdout,levels': setting 'levels' is not of the form key=value"},
-        {{"-o", "stdout,levels="}, "--to 'stdout,levels=': levels '' are unknown"},
-        {{"-o", "stdout,levels=loud"}, "--to 'stdout,levels=loud': levels 'loud' are unknown"},
-        {{"-o", "stdout,levels=wef"}, "--to 'stdout,levels=wef': levels 'wef' are unknown"},
-        {{"-o", "stdout,levels=8"}, "--to 'stdout,levels=8': levels '8' are unknown"},
-        {{"-o", "stdout,levels=all+"}, "--to 'stdout,levels=all+': level 'all' is unknown"},
-        {{"-o", "stdout,levels=+"}, "--to 'stdout,levels=+': level '' is unknown"},
+         "--to 'stdout,levels': setting 'levels' needs = and a value behind it"},
+        {{"-o", "stdout,levels=info,warning"},
+         "--to 'stdout,levels=info,warning': unknown setting 'warning', known are levels and "
+         "format; several levels are letters, as in levels=WEF, or warning+"},
+        {{"-o", "file:a,b"},
+         "--to 'file:a,b': unknown setting 'b', known are buffer, size, truncate, levels and "
+         "format; a comma in PATH is \\,"},
+        {{"-o", "stdout,levels="}, "--to 'stdout,levels=': levels '' are unknown" + kKnownLevels},
+        {{"-o", "stdout,levels=loud"},
+         "--to 'stdout,levels=loud': levels 'loud' are unknown" + kKnownLevels},
+        {{"-o", "stdout,levels=wef"},
+         "--to 'stdout,levels=wef': levels 'wef' are unknown" + kKnownLevels},
+        {{"-o", "stdout,levels=8"},
+         "--to 'stdout,levels=8': levels '8' are unknown" + kKnownLevels},
+        {{"-o", "stdout,levels=all+"},
+         "--to 'stdout,levels=all+': levels 'all+' are unknown" + kKnownLevels},
+        {{"-o", "stdout,levels=+"},
+         "--to 'stdout,levels=+': levels '+' are unknown" + kKnownLevels},
         {{"-o", R"(stdout,levels=a\,b\\c\d\)"},
-         R"(--to 'stdout,levels=a\,b\\c\d\': levels 'a,b\c\d\' are unknown)"},
-        {{"-r", "stdin"}, "--rule 'stdin': a rule is TAG=LEVELS"},
-        {{"-r", "stdin="}, "--rule 'stdin=': levels '' are unknown"},
-        {{"-r", "stdin=loud"}, "--rule 'stdin=loud': levels 'loud' are unknown"},
-        {{"-p", "loud"}, "--priority 'loud': level 'loud' is unknown"},
-        {{"-p", "8"}, "--priority '8': level '8' is unknown"},
-        {{"-p", "all"}, "--priority 'all': level 'all' is unknown"},
-        {{"-p", ""}, "--priority '': level '' is unknown"},
+         R"(--to 'stdout,levels=a\,b\\c\d\': levels 'a,b\c\d\' are unknown)" + kKnownLevels},
+        {{"-r", "stdin"},
+         "--rule 'stdin': a rule is TAG=LEVELS, as in web.db=none, or =WEF for all tags"},
+        {{"-r", "stdin="}, "--rule 'stdin=': levels '' are unknown" + kKnownLevels},
+        {{"-r", "stdin=loud"}, "--rule 'stdin=loud': levels 'loud' are unknown" + kKnownLevels},
+        {{"-p", "loud"}, "--priority 'loud': level 'loud' is unknown" + kKnownLevel},
+        {{"-p", "8"}, "--priority '8': level '8' is unknown" + kKnownLevel},
+        {{"-p", "all"}, "--priority 'all': level 'all' is unknown" + kKnownLevel},
+        {{"-p", ""}, "--priority '': level '' is unknown" + kKnownLevel},
         {{"--max-line", "0"}, "--max-line '0': not a number of bytes from 1 to 1024M"},
         {{"--max-line", "-1"}, "--max-line '-1': not a number of bytes from 1 to 1024M"},
         {{"--max-line", "1T"}, "--max-line '1T': not a number of bytes from 1 to 1024M"},
@@ -1339,11 +1430,13 @@ TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
         {{"--loud"}, "unknown option --loud"},
         {{"-x"}, "unknown option -x"},
         {{"-o", "stdout", "file", "--loud"}, "unknown option --loud"},
-        {{"-o", "file"}, "--to 'file': it is of the form file:PATH"},
-        {{"-o", "roll:"}, "--to 'roll:': it is of the form roll:PATH"},
-        {{"-o", "stderr:x"}, "--to 'stderr:x': it is of the form stderr"},
-        {{"-o", "udp"}, "--to 'udp': it is of the form udp:HOST:PORT"},
-        {{"-o", "udp:"}, "--to 'udp:': it is of the form udp:HOST:PORT"},
+        {{"-o", "file"}, "--to 'file': it must read file:PATH"},
+        {{"-o", "roll:"}, "--to 'roll:': it must read roll:PATH"},
+        {{"-o", "stderr:x"},
+         "--to 'stderr:x': stderr takes settings alone, each behind a comma, as in "
+         "stderr,levels=WEF"},
+        {{"-o", "udp"}, "--to 'udp': it must read udp:HOST:PORT"},
+        {{"-o", "udp:"}, "--to 'udp:': it must read udp:HOST:PORT"},
         {{"-o", "udp:host"},
          "--to 'udp:host': it needs a host and a port from 1 to 65535, as in udp:loghost:514"},
         {{"-o", "udp:514"},
@@ -1358,18 +1451,25 @@ TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
         {{"-o", "udp:host:syslog"},
          "--to 'udp:host:syslog': it needs a host and a port from 1 to 65535, as in "
          "udp:loghost:514"},
-        {{"-o", "udp:host:514,buffer=2"}, "--to 'udp:host:514,buffer=2': unknown setting 'buffer'"},
+        {{"-o", "udp:host:514,buffer=2"},
+         "--to 'udp:host:514,buffer=2': unknown setting 'buffer', known are levels and format"},
         {{"-o", "syslog:of-33-bytes-345678901234567890123"},
          "--to 'syslog:of-33-bytes-345678901234567890123': an identity has at most 32 bytes"},
         {{"-o", "syslog:a", "-o", "stdout", "-o", "syslog:b"},
-         "--to 'syslog:b': a program has one identity in the system log"},
+         "--to 'syslog:b': a program has one identity in the system log, and 'syslog:a' has given "
+         "another"},
         {{"-o", "syslog", "-o", "syslog:b"},
-         "--to 'syslog:b': a program has one identity in the system log"},
-        {{"-o", "roll:x"}, "--to 'roll:x': it needs 'size', the size at which files roll"},
-        {{"-o", "stdout,size=1K"}, "--to 'stdout,size=1K': unknown setting 'size'"},
-        {{"-o", "file:x,keep=1"}, "--to 'file:x,keep=1': unknown setting 'keep'"},
+         "--to 'syslog:b': a program has one identity in the system log, and 'syslog' has given "
+         "another"},
+        {{"-o", "roll:x"}, "--to 'roll:x': it needs the size at which files roll, as in size=10M"},
+        {{"-o", "stdout,size=1K"},
+         "--to 'stdout,size=1K': unknown setting 'size', known are levels and format"},
+        {{"-o", "file:x,keep=1"},
+         "--to 'file:x,keep=1': unknown setting 'keep', known are buffer, size, truncate, levels "
+         "and format"},
         {{"-o", "roll:x,size=1K,truncate"},
-         "--to 'roll:x,size=1K,truncate': unknown setting 'truncate'"},
+         "--to 'roll:x,size=1K,truncate': unknown setting 'truncate', known are buffer, size, "
+         "keep, levels and format; a comma in PATH is \\,"},
         {{"-o", "file:x,truncate=no"},
          "--to 'file:x,truncate=no': setting 'truncate' takes no value"},
         {{"-o", "file:x,size=0"},
@@ -1392,23 +1492,55 @@ TEST(TarqlogToolTest, ErrorInTheOptionsIsOneLineThatNamesTheArgument) {
         {{"-o", "file:x,size=1K,buffer=64"},
          "--to 'file:x,size=1K,buffer=64': setting 'buffer' is at most 63 beside 'size': a larger "
          "buffer is written only as the file is closed, which never shows its size"},
-        {{"-o"}, "--to: 1 required DEST missing"},
-        {{"-p", "info", "-t"}, "--tag: 1 required TAG missing"},
+        {{"-o"}, "--to needs a DEST behind it"},
+        {{"-p", "info", "-t"}, "--tag needs a TAG behind it"},
+        {{"--escape=no"}, "--escape takes no value"},
+        {{"--stats="}, "--stats takes no value"},
+        {{"-n=1"}, "unknown option -=1"},
+        {{"--since=1h", "x"}, "option --since is for tarqlog cat alone"},
+        {{"-f", "x"}, "option -f is for tarqlog cat alone"},
         {{"--lo\nud"}, "unknown option --lo?ud"},
-        {{"explain"}, "explain: 1 required TAG missing"},
-        {{"explain", "-o", "stdout"}, "explain: 1 required TAG missing"},
-        {{"explain", "web", "-o", "tape"},
-         "--to 'tape': unknown destination 'tape', known are stdout, stderr, file:PATH, "
-         "roll:PATH, udp:HOST:PORT or syslog[:IDENT]"},
-        {{"explain", "web", "--loud"}, "unknown option --loud"},
     };
     for (auto const& row : kCases) {
-        SCOPED_TRACE(row.errors);
-        ChildResult const result = RunTool(row.arguments, "x\n");
-        EXPECT_EQ(result.exitStatus, 2);
-        EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.errors, "tarqlog: " + std::string(row.errors) + "; see --help\n");
+        ExpectUsageError(row.arguments, row.error);
     }
+}
+
+TEST(TarqlogToolTest, ErrorInTheOptionsOfExplainLeadsToItsOwnHelp) {
+    ExpectUsageError({"explain"}, "explain needs a TAG, as in explain web.db", "explain --help");
+    ExpectUsageError({"explain", "-o", "stdout"}, "explain needs a TAG, as in explain web.db",
+                     "explain --help");
+    ExpectUsageError({"explain", "web", "-r", "web"},
+                     "--rule 'web': a rule is TAG=LEVELS, as in web.db=none, or =WEF for all tags",
+                     "explain --help");
+    ExpectUsageError({"explain", "web", "--loud"}, "explain has no option --loud",
+                     "explain --help");
+}
+
+TEST(TarqlogToolTest, ExplainTakesNoOptionForLines) {
+    for (std::string const option :
+         {"-t", "--tag", "-p", "--priority", "--prio-prefix", "--detect", "--sub-tags",
+          "--max-line", "--escape", "--stats", "--progress", "--since", "-f"}) {
+        ExpectUsageError({"explain", option, "web"}, "explain has no option " + option,
+                         "explain --help");
+        ExpectUsageError({"explain", "web", option}, "explain has no option " + option,
+                         "explain --help");
+    }
+}
+
+TEST(TarqlogToolTest, ValueOfAForeignOptionIsNotRepeated) {
+    ExpectUsageError({"explain", "web", "--tag=db"}, "explain has no option --tag",
+                     "explain --help");
+}
+
+TEST(TarqlogToolTest, WhatLooksLikeAnOptionWithAValueIsAFileBehindTwoDashes) {
+    TemporaryDirectory const directory;
+    WriteWholeFile(directory.File("--tag="), "one\n");
+    WriteWholeFile(directory.File("--stats=1"), "two\n");
+
+    EXPECT_EQ(RunShell("cd '" + directory.Path() + "' && \"$0\" -o stdout -- --tag= --stats=1 2>&1")
+                  .output,
+              "I (stdin):one\nI (stdin):two\n");
 }
 
 TEST(TarqlogToolTest, FileThatCannotBeReadIsOneLineAndTheOthersGoOn) {
@@ -1444,6 +1576,10 @@ TEST(TarqlogToolTest, InputThatIsADestinationAsWellIsAnErrorAndIsNotRead) {
         EXPECT_EQ(ReadWholeFile(log).substr(0, 5), "text\n");
         EXPECT_EQ(Masked(ReadWholeFile(log)).find("(stdin)"), std::string::npos);
     }
+}
+
+TEST(TarqlogToolTest, FileWithoutANameIsQuoted) {
+    EXPECT_EQ(RunTool({""}).errors, "tarqlog: '': No such file or directory\n");
 }
 
 TEST(TarqlogToolTest, ComplaintIsOneLineWhateverTheNameOfTheFile) {
@@ -1685,8 +1821,7 @@ TEST(TarqlogToolTest, InputClosedFromTheStartIsEmptyAndItsNumberIsNoFiles) {
 // Help and version
 
 TEST(TarqlogToolTest, HelpFitsOneScreenAndNamesEachOption) {
-    for (Arguments const& arguments :
-         {Arguments{"-h"}, Arguments{"--help"}, Arguments{"explain", "--help"}}) {
+    for (Arguments const& arguments : {Arguments{"-h"}, Arguments{"--help"}}) {
         ExpectHelp(arguments, {"-t,--tag",
                                "-p,--priority",
                                "--prio-prefix",
@@ -1718,6 +1853,13 @@ TEST(TarqlogToolTest, HelpFitsOneScreenAndNamesEachOption) {
                                "truncate",
                                "tarqlog cat [OPTIONS] FILE..."});
     }
+}
+
+TEST(TarqlogToolTest, HelpOfExplainFitsOneScreenAndNamesItsOwnOptionsAlone) {
+    ExpectHelp({"explain", "--help"},
+               {"tarqlog explain TAG... [OPTIONS]", "-o,--to DEST", "-r,--rule TAG=LEVELS",
+                "-n,--dry-run", "-h,--help", "--version", "tarqlog --help"});
+    EXPECT_EQ(RunTool({"explain", "--help"}).output.find("--tag"), std::string::npos);
 }
 
 TEST(TarqlogToolTest, HelpIsGivenWhateverTheOtherArguments) {

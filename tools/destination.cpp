@@ -1,5 +1,6 @@
 #include "destination.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -30,26 +31,33 @@ constexpr int kDefaultKeptFiles = 5;
 constexpr int kMaxBufferWithSize = 63;
 constexpr std::size_t kMaxIdentity = 32;  // what the library keeps of it
 
-/// The settings that nobody has asked for yet; those of a key alone have no value. What is left in
-/// the end is unknown.
-using Settings = std::map<std::string, std::optional<std::string>>;
+using SettingMap = std::map<std::string, std::optional<std::string>>;
+
+struct Settings {
+    SettingMap left;  // that nobody has asked for yet; of a key alone without a value
+    std::vector<std::string> known;  // what was asked for
+
+    SettingMap::node_type Take(std::string const& key) {
+        known.push_back(key);
+        return left.extract(key);
+    }
+};
 
 bool TakeFlag(Settings& settings, std::string const& key) {
-    Settings::node_type const setting = settings.extract(key);
+    SettingMap::node_type const setting = settings.Take(key);
     if (setting && setting.mapped()) {
         throw UsageError("setting '" + key + "' takes no value");
     }
     return static_cast<bool>(setting);
 }
 
-/// The value of `key`, which is no longer among `settings` then.
 std::optional<std::string> TakeSetting(Settings& settings, std::string const& key) {
-    Settings::node_type const setting = settings.extract(key);
+    SettingMap::node_type const setting = settings.Take(key);
     if (!setting) {
         return std::nullopt;
     }
     if (!setting.mapped()) {
-        throw UsageError("setting '" + key + "' is not of the form key=value");
+        throw UsageError("setting '" + key + "' needs = and a value behind it");
     }
     return setting.mapped();
 }
@@ -131,7 +139,7 @@ void MakeRoll(std::string const& path, Settings& settings, Destination& destinat
     FileSettings const file = TakeFileSettings(settings);
     int const keptFiles = TakeCount(settings, "keep", kMaxRolledFiles, kDefaultKeptFiles);
     if (file.limitKiB == 0) {
-        throw UsageError("it needs 'size', the size at which files roll");
+        throw UsageError("it needs the size at which files roll, as in size=10M");
     }
     destination.isFile = true;
     destination.open = [=] {
@@ -205,6 +213,16 @@ DestinationKind const& FindKind(std::string const& name) {
     throw UsageError("unknown destination '" + name + "', known are " + DestinationNames());
 }
 
+/// "A, B `conjunction` C".
+std::string Enumerate(std::vector<std::string> const& items, std::string const& conjunction) {
+    std::string text;
+    for (std::string const& item : items) {
+        bool const isLast = &item == &items.back();
+        text += (text.empty() ? "" : isLast ? " " + conjunction + " " : ", ") + item;
+    }
+    return text;
+}
+
 /// Splits at commas. A backslash keeps the comma or the backslash after it.
 std::vector<std::string> SplitAtCommas(std::string const& text) {
     std::vector<std::string> fields(1);
@@ -223,14 +241,46 @@ std::vector<std::string> SplitAtCommas(std::string const& text) {
 }
 
 void AddSetting(Settings& settings, std::string const& field) {
+    if (field.empty()) {
+        throw UsageError("a setting must stand behind each comma");
+    }
     std::string::size_type const equals = field.find('=');
     std::string const key = field.substr(0, equals);
     std::optional<std::string> value;
     if (equals != std::string::npos) {
         value = field.substr(equals + 1);
     }
-    if (!settings.emplace(key, value).second) {
+    if (!settings.left.emplace(key, value).second) {
         throw UsageError("setting '" + key + "' is given twice");
+    }
+}
+
+/// What to tell those for whom the comma before `unknown`, which has no value, is none of ours.
+std::string HintFor(std::string const& unknown, bool isFile) {
+    if (IsLevel(unknown)) {
+        return "; several levels are letters, as in levels=WEF, or warning+";
+    }
+    return isFile ? "; a comma in PATH is \\," : "";
+}
+
+void RefuseRest(Settings const& settings, bool isFile) {
+    if (!settings.left.empty()) {
+        auto const& [unknown, value] = *settings.left.begin();
+        throw UsageError("unknown setting '" + unknown + "', known are " +
+                         Enumerate(settings.known, "and") +
+                         (value ? "" : HintFor(unknown, isFile)));
+    }
+}
+
+/// Throws unless `operand`, if any, is what `kind` needs.
+void CheckForm(DestinationKind const& kind, std::optional<std::string> const& operand) {
+    if (kind.operand == Operand::kNone && operand) {
+        throw UsageError(std::string(kind.name) +
+                         " takes settings alone, each behind a comma, as in " + kind.name +
+                         ",levels=WEF");
+    }
+    if (kind.operand == Operand::kRequired && (!operand || operand->empty())) {
+        throw UsageError("it must read " + std::string(kind.form));
     }
 }
 
@@ -245,6 +295,10 @@ bool LeadsToTerminal(Outlet const& outlet) {
     return outlet.stream != nullptr
                ? IsTerminal(::fileno(outlet.stream))
                : outlet.file != nullptr && IsTerminal(outlet.file->GetFilename());
+}
+
+bool SendsToSystemLog(Destination const& destination) {
+    return destination.identity && destination.levels != 0;
 }
 
 /// Has what writes for `outlet` show records as `destination` asks for, or as its terminal needs
@@ -266,41 +320,35 @@ boost::shared_ptr<AppenderBase> Dress(Destination const& destination, Outlet con
 Destination MakeDestination(std::string const& text) {
     std::vector<std::string> const fields = SplitAtCommas(text);
     std::string::size_type const colon = fields.front().find(':');
-    bool const hasOperand = colon != std::string::npos;
-    std::string const operand = hasOperand ? fields.front().substr(colon + 1) : std::string();
-    DestinationKind const& kind = FindKind(fields.front().substr(0, colon));
-    bool const isOfForm = kind.operand == Operand::kNone       ? !hasOperand
-                          : kind.operand == Operand::kRequired ? !operand.empty()
-                                                               : true;
-    if (!isOfForm) {
-        throw UsageError("it is of the form " + std::string(kind.form));
+    std::optional<std::string> operand;
+    if (colon != std::string::npos) {
+        operand = fields.front().substr(colon + 1);
     }
+    DestinationKind const& kind = FindKind(fields.front().substr(0, colon));
+    CheckForm(kind, operand);
     Settings settings;
     for (auto field = fields.begin() + 1; field != fields.end(); ++field) {
         AddSetting(settings, *field);
     }
     Destination destination;
     destination.text = text;
-    kind.make(operand, settings, destination);
+    kind.make(operand.value_or(""), settings, destination);
     if (std::optional<std::string> const levels = TakeSetting(settings, "levels")) {
         destination.levels = ToLevels(*levels);
     }
     if (std::optional<std::string> const format = TakeSetting(settings, "format")) {
         destination.form = ToForm(*format);
     }
-    if (!settings.empty()) {
-        throw UsageError("unknown setting '" + settings.begin()->first + "'");
-    }
+    RefuseRest(settings, destination.isFile);
     return destination;
 }
 
 std::string DestinationNames() {
-    std::string names;
+    std::vector<std::string> forms;
     for (DestinationKind const& kind : kKinds) {
-        bool const isLast = &kind == std::end(kKinds) - 1;
-        names += (names.empty() ? "" : isLast ? " or " : ", ") + std::string(kind.form);
+        forms.emplace_back(kind.form);
     }
-    return names;
+    return Enumerate(forms, "or");
 }
 
 std::vector<Outlet> OpenAndRegister(std::vector<Destination> const& destinations) {
@@ -311,6 +359,10 @@ std::vector<Outlet> OpenAndRegister(std::vector<Destination> const& destinations
         outlet.name = destination.text;
         outlet.isTerminal = LeadsToTerminal(outlet);
         AddSink(destination, Dress(destination, outlet));
+    }
+    auto const log = std::find_if(destinations.begin(), destinations.end(), &SendsToSystemLog);
+    if (log != destinations.end()) {
+        ReportSystemLog(log->text);
     }
     return outlets;
 }

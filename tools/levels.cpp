@@ -24,8 +24,6 @@ constexpr LevelName kLevelNames[] = {
     {"alert", kFatal},     {"emerg", kFatal}, {"panic", kFatal},
 };
 
-constexpr std::string_view kLetters = "TDIWEF";  // from the lowest bit up
-
 constexpr Severity kPriorities[] = {kFatal, kFatal, kFatal, kError, kWarning, kInfo, kInfo, kDebug};
 
 std::string ToLower(std::string text) {
@@ -45,11 +43,17 @@ std::optional<Severity> FindLevel(std::string const& text) {
     return known != std::end(kLevelNames) ? std::make_optional(known->level) : std::nullopt;
 }
 
+UsageError UnknownLevels(std::string const& text) {
+    return UsageError("levels '" + text +
+                      "' are unknown, known are all, none, a level, a level and + for all from it "
+                      "up, or letters as in WEF");
+}
+
 /// The levels of letters as in "WEF"; none when one of them stands for no level.
 Severity FromLetters(std::string const& text) {
     Severity levels = Severity();
     for (char const letter : text) {
-        std::string_view::size_type const bit = kLetters.find(letter);
+        std::string_view::size_type const bit = kLevelLetters.find(letter);
         if (bit == std::string_view::npos) {
             return Severity();
         }
@@ -64,10 +68,16 @@ Severity FromPriority(unsigned int priority) {
     return kPriorities[priority % 8];
 }
 
+bool IsLevel(std::string const& text) {
+    return FindLevel(text).has_value();
+}
+
 Severity ToLevel(std::string const& text) {
     std::optional<Severity> const level = FindLevel(text);
     if (!level) {
-        throw UsageError("level '" + text + "' is unknown");
+        throw UsageError("level '" + text +
+                         "' is unknown, known are trace, debug, info, warning, error, fatal, T to "
+                         "F, emerg to debug and 0 to 7");
     }
     return *level;
 }
@@ -78,12 +88,15 @@ Severity ToLevels(std::string const& text) {
         return name == "all" ? kAllSeverities : Severity();
     }
     if (!text.empty() && text.back() == '+') {
-        Severity const lowest = ToLevel(text.substr(0, text.size() - 1));
-        return kAllSeverities & ~static_cast<Severity>(lowest - 1U);
+        std::optional<Severity> const lowest = FindLevel(text.substr(0, text.size() - 1));
+        if (!lowest) {
+            throw UnknownLevels(text);
+        }
+        return kAllSeverities & ~static_cast<Severity>(*lowest - 1U);
     }
     Severity const levels = FindLevel(text).value_or(FromLetters(text));
     if (levels == 0) {
-        throw UsageError("levels '" + text + "' are unknown");
+        throw UnknownLevels(text);
     }
     return levels;
 }

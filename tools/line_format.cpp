@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "calendar.h"
+#include "levels.h"
 
 namespace tarqlog::tool {
 
@@ -11,7 +12,7 @@ namespace {
 
 using Size = std::string_view::size_type;
 
-constexpr std::string_view kLetters = "TDIWEFU";  // from the lowest bit up; the last is for none
+constexpr char kNoLevelLetter = 'U';  // its bit is the one above those of the levels
 
 /// Reads a text from its start. Once something else stands there than was asked for, every answer
 /// is false; whether that is because the text has ended, IsCut() tells.
@@ -95,7 +96,7 @@ HeaderFound FindFields(std::string_view text, LineHeader& header) {
     if (text.empty()) {
         return HeaderFound::kCut;
     }
-    Size const bit = kLetters.find(text[0]);
+    Size const bit = text[0] == kNoLevelLetter ? kLevelLetters.size() : kLevelLetters.find(text[0]);
     if (bit == std::string_view::npos) {
         return HeaderFound::kNo;
     }

@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "input_name.h"
+
 namespace tarqlog::tool {
 
 namespace {
@@ -16,7 +18,7 @@ constexpr int kMaxRound = 20'000;  // records: some milliseconds
 std::string ToPath(std::string const& name) {
     std::error_code error;
     std::filesystem::path const path = std::filesystem::weakly_canonical(name, error);
-    return name == "-" || error ? name : path.string();
+    return IsStandardInput(name) || error ? name : path.string();
 }
 
 /// Whether `name` is NAME.1 to NAME.9 of one of `names` that is read for itself.

@@ -17,6 +17,7 @@
 
 #include "calendar.h"
 #include "complaint.h"
+#include "input_name.h"
 #include "levels.h"
 #include "number.h"
 
@@ -54,8 +55,16 @@ private:
 constexpr char const* kUsage =
     R"(Usage: tarqlog [OPTIONS] [FILE...]        logs lines of FILEs or standard input
        tarqlog run [OPTIONS] -- COMMAND   logs what it writes; see run --help
-       tarqlog explain TAG... [OPTIONS]   says which DESTs loggers of TAG reach
+       tarqlog explain TAG... [OPTIONS]   where TAGs go, why; see explain --help
        tarqlog cat [OPTIONS] FILE...      prints logs by time; see cat --help)";
+
+constexpr char const* kExplainUsage =
+    R"(Usage: tarqlog explain TAG... [OPTIONS]
+Says which DESTs a logger of each TAG would reach, and through which rule. Logs
+nothing and opens nothing.
+)";
+
+constexpr char const* kExplainFooter = "DEST and LEVELS are those of tarqlog --help.";
 
 constexpr char const* kRunUsage =
     R"(Usage: tarqlog run [OPTIONS] -- COMMAND [ARG...]
@@ -102,7 +111,7 @@ LEVEL: trace, debug, info, warning, error, fatal; T to F; emerg to debug; 0 to 7
 void AddRuleTo(std::set<FilterRule>& rules, std::string const& text) {
     std::string::size_type const equals = text.rfind('=');  // LEVELS have none, a tag may
     if (equals == std::string::npos) {
-        throw UsageError("a rule is TAG=LEVELS");
+        throw UsageError("a rule is TAG=LEVELS, as in web.db=none, or =WEF for all tags");
     }
     FilterRule const rule(text.substr(0, equals), ToLevels(text.substr(equals + 1)));
     rules.erase(rule);
@@ -122,7 +131,8 @@ public:
         for (Destination const& other : destinations_) {
             if (destination.identity && other.identity &&
                 *destination.identity != *other.identity) {
-                throw UsageError("a program has one identity in the system log");
+                throw UsageError("a program has one identity in the system log, and '" +
+                                 other.text + "' has given another");
             }
         }
         destination.rules = generalRules_;
@@ -162,7 +172,9 @@ std::string ToTag(std::string const& text) {
 long long ToTime(std::string const& text) {
     std::optional<long long> const timeMs = ToTimeMs(text, GetLocalTimeInMs());
     if (!timeMs) {
-        throw UsageError("not a time as in 2026-11-21, 2026-11-21T16:49:11.406 or 10m");
+        throw UsageError(
+            "not a time as in 2026-11-21 or 2026-11-21T16:49:11.406, nor so long ago as in 90s, "
+            "10m, 2h or 3d");
     }
     return *timeMs;
 }
@@ -211,42 +223,233 @@ private:
     std::map<CLI::Option const*, std::function<void(std::string const&)>> apply_;
 };
 
-/// The flags that the help has behind everything else.
-void AddLastFlags(CLI::App& app, Options& options, bool isCommand) {
-    app.add_flag("--escape", options.escape, "show control bytes as \\x1b; on a terminal always");
-    app.add_flag("-n,--dry-run", options.dryRun, "print the DESTs with their rules and end");
-    app.add_flag("--stats", options.stats, "print counts and speed at the end");
-    if (!isCommand) {
-        app.add_flag("--progress", options.progress,
-                     "tell how far it is; for long FILEs by itself");
+/// The options of one command, or of the tool without one.
+class CommandLine {
+public:
+    /// @param command  its name; empty without one
+    explicit CommandLine(Operands operands, std::string command = "");
+
+    CommandLine(CommandLine const&) = delete;
+    CommandLine& operator=(CommandLine const&) = delete;
+
+    Options Parse(int argc, char const* const* argv);
+
+private:
+    void AddLineOptions();
+    void AddDestinationOptions();
+    void AddLastFlags();
+    void AddSelectionOptions();
+
+    bool Has(std::string const& option) const {
+        return app_.get_option_no_throw(option) != nullptr;
     }
+    bool IsFlag(std::string const& option) const {
+        return Has(option) && app_.get_option(option)->get_items_expected_max() == 0;
+    }
+    std::vector<std::string> Arguments(int argc, char const* const* argv) const;
+    std::vector<std::string> TakeCommand(int& argc, char const* const* argv);
+    bool ParseArguments(std::vector<std::string> arguments);
+    std::vector<std::string> ToOperands() const;
+    [[noreturn]] void RefuseOption(std::string const& option) const;
+    [[noreturn]] void RefuseOperand(std::string const& operand) const;
+    void CheckSelection() const;
+
+    Operands const operands_;
+    std::string const command_;
+    bool const isCommand_;
+    bool hasDashes_ = false;  // before a COMMAND
+    Options options_;
+    Routing routing_;
+    CLI::App app_{"", "tarqlog"};
+    ValueOptions values_{app_};
+};
+
+char const* UsageOf(Operands operands) {
+    switch (operands) {
+        case Operands::kTags:
+            return kExplainUsage;
+        case Operands::kCommand:
+            return kRunUsage;
+        case Operands::kLogs:
+            return kCatUsage;
+        default:
+            return kUsage;
+    }
+}
+
+std::string FooterOf(Operands operands) {
+    switch (operands) {
+        case Operands::kTags:
+            return kExplainFooter;
+        case Operands::kCommand:
+            return kRunFooter;
+        case Operands::kLogs:
+            return kCatFooter;
+        default:
+            return Footer();
+    }
+}
+
+CommandLine::CommandLine(Operands operands, std::string command)
+    : operands_(operands),
+      command_(std::move(command)),
+      isCommand_(operands == Operands::kCommand) {
+    app_.formatter(std::make_shared<HelpFormatter>(UsageOf(operands)));
+    app_.footer(FooterOf(operands));
+    if (operands == Operands::kLogs) {
+        AddSelectionOptions();
+    } else {
+        if (operands != Operands::kTags) {
+            AddLineOptions();
+        }
+        AddDestinationOptions();
+        AddLastFlags();
+    }
+    app_.allow_extras();  // the operands; as an option of CLI11's, "[a]" would be a list
+    app_.set_help_flag("-h,--help", "print this help; --version: the version");
+    app_.set_version_flag("--version", "tarqlog " TARQLOG_VERSION, "");
+}
+
+void CommandLine::AddLineOptions() {
+    values_.Add("-t,--tag", "TAG",
+                isCommand_ ? "the dotted tag of the records (the last part of COMMAND)"
+                           : "the dotted tag of the records (stdin)",
+                [this](std::string const& text) { options_.tag = ToTag(text); });
+    values_.Add("-p,--priority", "LEVEL",
+                isCommand_ ? "the level of output lines that carry none (info)"
+                           : "the level of lines that carry none (info)",
+                [this](std::string const& text) { options_.level = ToLevel(text); });
+    app_.add_flag("--prio-prefix", options_.prioPrefix, "a leading <N> is the line's level");
+    app_.add_flag("--detect", options_.detect,
+                  "or, without one, the first word like ERROR or [warn]");
+    app_.add_flag("--sub-tags", options_.subTags, "a leading word: or word.word: extends the tag");
+    values_.Add("--max-line", "SIZE", "split lines above SIZE bytes, or with K, M (1M)",
+                [this](std::string const& text) { options_.maxLine = ToMaxLine(text); });
+}
+
+void CommandLine::AddDestinationOptions() {
+    values_.Add("-o,--to", "DEST", "where records go (stderr); repeatable",
+                [this](std::string const& text) { routing_.AddDestination(text); });
+    values_.Add("-r,--rule", "TAG=LEVELS", "what the DEST before it, else each DEST, takes",
+                [this](std::string const& text) { routing_.AddRule(text); });
+}
+
+/// The flags that the help has behind everything else.
+void CommandLine::AddLastFlags() {
+    bool const logs = operands_ != Operands::kTags;
+    if (logs) {
+        app_.add_flag("--escape", options_.escape,
+                      "show control bytes as \\x1b; on a terminal always");
+    }
+    app_.add_flag("-n,--dry-run", options_.dryRun, "print the DESTs with their rules and end");
+    if (logs) {
+        app_.add_flag("--stats", options_.stats, "print counts and speed at the end");
+    }
+    if (operands_ == Operands::kFiles) {
+        app_.add_flag("--progress", options_.progress,
+                      "tell how far it is; for long FILEs by itself");
+    }
+}
+
+void CommandLine::AddSelectionOptions() {
+    Selection& selection = options_.selection;
+    AddRuleTo(selection.rules, "=all");
+    values_.Add("-r,--rule", "TAG=LEVELS", "print only these of TAG; with -r =none, nothing else",
+                [&](std::string const& text) { AddRuleTo(selection.rules, text); });
+    values_.Add("--since", "TIME", "print what is of TIME or later",
+                [&](std::string const& text) { selection.sinceMs = ToTime(text); });
+    values_.Add("--until", "TIME", "print what is before TIME",
+                [&](std::string const& text) { selection.untilMs = ToTime(text); });
+    app_.add_flag("--json", selection.json, "print each record as a JSON object on a line");
+    app_.add_flag("--raw", selection.raw, "print the bytes as they are, also on a terminal");
+    app_.add_flag("--escape", selection.escape, "show control bytes as \\x1b, as on a terminal");
+    app_.add_flag("-f,--follow", selection.follow,
+                  "go on as the FILEs grow and roll, until interrupted");
 }
 
 /// The arguments from last to first, as CLI11 takes them. It would give "--tag=" the next argument
 /// for a value; as two arguments there is no doubt.
-std::vector<std::string> Arguments(int argc, char const* const* argv) {
+std::vector<std::string> CommandLine::Arguments(int argc, char const* const* argv) const {
     std::vector<std::string> arguments;
-    while (--argc > 0) {
-        std::string argument = argv[argc];
-        bool const isLongOption = argument.size() > 3 && argument.compare(0, 2, "--") == 0;
-        if (isLongOption && argument.find('=') == argument.size() - 1) {
-            arguments.emplace_back();
-            argument.pop_back();
+    bool optionsEnded = false;
+    for (int i = 1; i < argc; ++i) {
+        std::string argument = argv[i];
+        optionsEnded = optionsEnded || argument == kEndOfOptions;
+        std::string::size_type const equals = argument.find('=');
+        bool const hasValue = !optionsEnded && equals > 2 && equals != std::string::npos &&
+                              argument.compare(0, 2, "--") == 0;
+        if (hasValue && IsFlag(argument.substr(0, equals))) {
+            throw UsageError(argument.substr(0, equals) + " takes no value");
         }
-        arguments.push_back(argument);
+        bool const isValueEmpty = hasValue && equals == argument.size() - 1;
+        arguments.push_back(isValueEmpty ? argument.substr(0, equals) : argument);
+        if (isValueEmpty) {
+            arguments.emplace_back();
+        }
     }
+    std::reverse(arguments.begin(), arguments.end());
     return arguments;
 }
 
+/// Takes the command off the arguments, so that nothing in it passes for an option of the tool.
+std::vector<std::string> CommandLine::TakeCommand(int& argc, char const* const* argv) {
+    char const* const* const end = argv + argc;
+    char const* const* const dashes =
+        std::find_if(argv, end, [](char const* argument) { return argument == kEndOfOptions; });
+    argc = static_cast<int>(dashes - argv);
+    hasDashes_ = dashes != end;
+    return hasDashes_ ? std::vector<std::string>(dashes + 1, end) : std::vector<std::string>();
+}
+
+/// False when the options ask for an answer alone.
+bool CommandLine::ParseArguments(std::vector<std::string> arguments) {
+    try {
+        app_.parse(std::move(arguments));
+    } catch (CLI::CallForHelp const&) {
+        options_.answer = app_.help();
+        return false;
+    } catch (CLI::CallForVersion const& version) {
+        options_.answer = std::string(version.what()) + "\n";
+        return false;
+    } catch (CLI::ArgumentMismatch const& error) {
+        std::string const text = error.what();  // "NAME: 1 required VALUE missing"
+        std::string const name = text.substr(0, text.find(':'));
+        throw UsageError(name + " needs a " + app_.get_option(name)->get_type_name() +
+                         " behind it");
+    } catch (CLI::ParseError const& error) {
+        throw UsageError(error.what());
+    }
+    values_.Apply();
+    return true;
+}
+
+void CommandLine::RefuseOption(std::string const& option) const {
+    bool const isLong = option.compare(0, 2, "--") == 0;
+    std::string const name = isLong ? option.substr(0, option.find('=')) : option;
+    if (!command_.empty()) {
+        throw UsageError(command_ + " has no option " + name);
+    }
+    bool const isOfCat = CommandLine(Operands::kLogs).Has(name);
+    throw UsageError(isOfCat ? "option " + name + " is for tarqlog cat alone"
+                             : "unknown option " + name);
+}
+
+void CommandLine::RefuseOperand(std::string const& operand) const {
+    throw UsageError("run: " + (hasDashes_ ? "'" + operand + "' stands before --, COMMAND behind it"
+                                           : "-- is missing before '" + operand + "'"));
+}
+
 /// What CLI11 left: the operands, and options that it does not know.
-std::vector<std::string> ToOperands(std::vector<std::string> const& arguments) {
+std::vector<std::string> CommandLine::ToOperands() const {
     std::vector<std::string> operands;
     bool optionsEnded = false;
-    for (std::string const& argument : arguments) {
+    for (std::string const& argument : app_.remaining()) {
         if (!optionsEnded && argument == kEndOfOptions) {
             optionsEnded = true;
         } else if (!optionsEnded && argument.size() > 1 && argument[0] == '-') {
-            throw UsageError("unknown option " + argument);
+            RefuseOption(argument);
+        } else if (isCommand_) {
+            RefuseOperand(argument);
         } else {
             operands.push_back(argument);
         }
@@ -254,120 +457,42 @@ std::vector<std::string> ToOperands(std::vector<std::string> const& arguments) {
     return operands;
 }
 
-/// Takes the command off the arguments, so that nothing in it passes for an option of the tool.
-std::vector<std::string> TakeCommand(int& argc, char const* const* argv) {
-    char const* const* const end = argv + argc;
-    char const* const* const dashes =
-        std::find_if(argv, end, [](char const* argument) { return argument == kEndOfOptions; });
-    argc = static_cast<int>(dashes - argv);
-    return dashes == end ? std::vector<std::string>() : std::vector<std::string>(dashes + 1, end);
-}
-
-/// Adds what all commands have and parses. False when the options ask for an answer alone.
-bool Parse(CLI::App& app, int argc, char const* const* argv, ValueOptions const& values,
-           std::string& answer) {
-    app.allow_extras();  // the operands; as an option of CLI11's, "[a]" would be a list
-    app.set_help_flag("-h,--help", "print this help; --version: the version");
-    app.set_version_flag("--version", "tarqlog " TARQLOG_VERSION, "");
-    try {
-        app.parse(Arguments(argc, argv));
-    } catch (CLI::CallForHelp const&) {
-        answer = app.help();
-        return false;
-    } catch (CLI::CallForVersion const& version) {
-        answer = std::string(version.what()) + "\n";
-        return false;
-    } catch (CLI::ParseError const& error) {
-        throw UsageError(error.what());
+void CommandLine::CheckSelection() const {
+    Selection const& selection = options_.selection;
+    if (selection.json + selection.raw + selection.escape > 1) {
+        throw UsageError("cat: --json, --raw and --escape exclude each other");
     }
-    values.Apply();
-    return true;
-}
-
-Options ParseSelection(int argc, char const* const* argv) {
-    Options options;
-    Selection& selection = options.selection;
-    AddRuleTo(selection.rules, "=all");
-    CLI::App app("", "tarqlog");
-    app.formatter(std::make_shared<HelpFormatter>(kCatUsage));
-    app.footer(kCatFooter);
-    ValueOptions values(app);
-    values.Add("-r,--rule", "TAG=LEVELS", "print only these of TAG; with -r =none, nothing else",
-               [&](std::string const& text) { AddRuleTo(selection.rules, text); });
-    values.Add("--since", "TIME", "print what is of TIME or later",
-               [&](std::string const& text) { selection.sinceMs = ToTime(text); });
-    values.Add("--until", "TIME", "print what is before TIME",
-               [&](std::string const& text) { selection.untilMs = ToTime(text); });
-    app.add_flag("--json", selection.json, "print each record as a JSON object on a line");
-    app.add_flag("--raw", selection.raw, "print the bytes as they are, also on a terminal");
-    app.add_flag("-f,--follow", selection.follow,
-                 "go on as the FILEs grow and roll, until interrupted");
-    if (!Parse(app, argc, argv, values, options.answer)) {
-        return options;
-    }
-    options.operands = ToOperands(app.remaining());
-    if (selection.json && selection.raw) {
-        throw UsageError("cat: --json and --raw exclude each other");
-    }
-    bool const readsInput =
-        std::find(options.operands.begin(), options.operands.end(), "-") != options.operands.end();
-    if (selection.follow && readsInput) {
+    if (selection.follow &&
+        std::any_of(options_.operands.begin(), options_.operands.end(), &IsStandardInput)) {
         throw UsageError("cat: standard input cannot be followed");
     }
-    return options;
+}
+
+Options CommandLine::Parse(int argc, char const* const* argv) {
+    std::vector<std::string> const command =
+        isCommand_ ? TakeCommand(argc, argv) : std::vector<std::string>();
+    if (!command.empty()) {
+        options_.tag = command.front().substr(command.front().rfind('/') + 1);
+    }
+    if (!ParseArguments(Arguments(argc, argv))) {
+        return options_;
+    }
+    if (operands_ != Operands::kLogs) {
+        options_.destinations = routing_.Take(options_.escape);
+    }
+    options_.operands = ToOperands();
+    if (isCommand_) {
+        options_.operands = command;  // nothing stands before it
+    }
+    CheckSelection();
+    return options_;
 }
 
 }  // namespace
 
-Options ParseOptions(int argc, char const* const* argv, Operands operands) {
-    if (operands == Operands::kLogs) {
-        return ParseSelection(argc, argv);
-    }
-    bool const isCommand = operands == Operands::kCommand;
-    Options options;
-    std::vector<std::string> const command =
-        isCommand ? TakeCommand(argc, argv) : std::vector<std::string>();
-    if (!command.empty()) {
-        options.tag = command.front().substr(command.front().rfind('/') + 1);
-    }
-    Routing routing;
-    CLI::App app("", "tarqlog");
-    app.formatter(std::make_shared<HelpFormatter>(isCommand ? kRunUsage : kUsage));
-    app.footer(isCommand ? kRunFooter : Footer());
-
-    ValueOptions values(app);
-    values.Add("-t,--tag", "TAG",
-               isCommand ? "the dotted tag of the records (the last part of COMMAND)"
-                         : "the dotted tag of the records (stdin); not for explain",
-               [&](std::string const& text) { options.tag = ToTag(text); });
-    values.Add("-p,--priority", "LEVEL",
-               isCommand ? "the level of output lines that carry none (info)"
-                         : "the level of lines that carry none (info)",
-               [&](std::string const& text) { options.level = ToLevel(text); });
-    app.add_flag("--prio-prefix", options.prioPrefix, "a leading <N> is the line's level");
-    app.add_flag("--detect", options.detect,
-                 "or, without one, the first word like ERROR or [warn]");
-    app.add_flag("--sub-tags", options.subTags, "a leading word: or word.word: extends the tag");
-    values.Add("--max-line", "SIZE", "split lines above SIZE bytes, or with K, M (1M)",
-               [&](std::string const& text) { options.maxLine = ToMaxLine(text); });
-    values.Add("-o,--to", "DEST", "where records go (stderr); repeatable",
-               [&](std::string const& text) { routing.AddDestination(text); });
-    values.Add("-r,--rule", "TAG=LEVELS", "what the DEST before it, else each DEST, takes",
-               [&](std::string const& text) { routing.AddRule(text); });
-    AddLastFlags(app, options, isCommand);
-    if (!Parse(app, argc, argv, values, options.answer)) {
-        return options;
-    }
-    options.destinations = routing.Take(options.escape);
-    options.operands = ToOperands(app.remaining());
-    if (isCommand) {
-        if (!options.operands.empty()) {
-            throw UsageError("run: '" + options.operands.front() +
-                             "' stands before --, COMMAND behind it");
-        }
-        options.operands = command;
-    }
-    return options;
+Options ParseOptions(int argc, char const* const* argv, Operands operands,
+                     std::string const& command) {
+    return CommandLine(operands, command).Parse(argc, argv);
 }
 
 }  // namespace tarqlog::tool

@@ -23,7 +23,8 @@ struct Selection {
     std::optional<long long> sinceMs;  // the first time that counts,
     std::optional<long long> untilMs;  // and the first that does not any more
     bool json = false;
-    bool raw = false;
+    bool raw = false;  // of these three at most one
+    bool escape = false;
     bool follow = false;
 };
 
@@ -45,8 +46,10 @@ struct Options {
     std::vector<std::string> operands;  // FILEs or TAGs, or COMMAND and its ARGs
 };
 
+/// @param command  the name of the command that has these operands; empty without one
 /// @throws UsageError
-Options ParseOptions(int argc, char const* const* argv, Operands operands);
+Options ParseOptions(int argc, char const* const* argv, Operands operands,
+                     std::string const& command);
 
 }  // namespace tarqlog::tool
 

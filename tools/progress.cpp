@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "complaint.h"
+#include "input_name.h"
 #include "terminal.h"
 
 namespace tarqlog::tool {
@@ -166,7 +167,7 @@ std::optional<unsigned long long> BytesToRead(std::vector<std::string> const& fi
     unsigned long long bytes = 0;
     bool isInputCounted = false;
     for (std::string const& file : files) {
-        bool const isInput = file == "-";
+        bool const isInput = IsStandardInput(file);
         struct stat status = {};
         int const error = isInput ? ::fstat(STDIN_FILENO, &status) : ::stat(file.c_str(), &status);
         if (error != 0 || (isInput && isInputCounted)) {

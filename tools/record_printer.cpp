@@ -70,7 +70,8 @@ std::set<FilterRule> Widened(std::set<FilterRule> const& rules) {
 
 RecordPrinter::RecordPrinter(Selection const& selection)
     : selection_(selection),
-      isVerbatim_(!selection.json && (selection.raw || !IsTerminal(STDOUT_FILENO))) {
+      isVerbatim_(!selection.json && !selection.escape &&
+                  (selection.raw || !IsTerminal(STDOUT_FILENO))) {
     output_.Add(stdout);
     output_.SetBuffers();
     LogSysInfo::SetGetTimeFunc(&GetTime);

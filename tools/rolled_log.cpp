@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "complaint.h"
+#include "input_name.h"
 #include "standard_streams.h"
 
 namespace tarqlog::tool {
@@ -18,8 +19,6 @@ namespace {
 
 constexpr int kMaxTries = 100;  // to open a file while they roll
 constexpr int kPatience = 5;    // so many looks others wait for a record that goes on growing
-constexpr char const* kStandardInput = "-";
-constexpr char const* kStandardInputName = "standard input";
 constexpr char const* kAwaited = "; waiting for it";
 constexpr char const* kFeedsItself =
     "it is standard output as well, and its records would come back for ever";
@@ -69,9 +68,8 @@ void RolledLog::Stop() {
 void RolledLog::Report() const {
     unsigned long long const lines = buffer_.ForeignLines();
     if (lines > 0) {
-        Complain((name_ == kStandardInput ? kStandardInputName : name_) + ": " +
-                 std::to_string(lines) + (lines == 1 ? " line was" : " lines were") +
-                 " not in our format");
+        Complain(InputName(name_) + ": " + std::to_string(lines) +
+                 (lines == 1 ? " line was" : " lines were") + " not in our format");
     }
 }
 
@@ -141,7 +139,7 @@ bool RolledLog::OpenStandardInput() {
     nextFile_ = file_;
     nextDescriptor_.Reset(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
     if (FeedsBack(STDOUT_FILENO, nextDescriptor_.Number())) {
-        Fail(kStandardInputName, kFeedsItself);
+        Fail(name_, kFeedsItself);
         nextDescriptor_.Close();
     }
     return nextDescriptor_.IsOpen();
@@ -149,7 +147,7 @@ bool RolledLog::OpenStandardInput() {
 
 /// False when there is no next file yet, or cannot be read.
 bool RolledLog::OpenNext() {
-    if (name_ == kStandardInput) {
+    if (IsStandardInput(name_)) {
         return OpenStandardInput();
     }
     for (int tries = 0; tries < kMaxTries; ++tries) {
@@ -231,8 +229,7 @@ bool RolledLog::ReadOn() {
     }
     bool const hasFailed = size < 0 && errno != EAGAIN;
     if (hasFailed) {
-        Fail(name_ == kStandardInput ? kStandardInputName : NameOf(file_->number),
-             std::strerror(errno));
+        Fail(NameOf(file_->number), std::strerror(errno));
     }
     isTruncated_ = IsTruncated();
     if (hasFailed || isSucceeded || isTruncated_) {
@@ -288,7 +285,7 @@ void RolledLog::Fail(std::string const& name, std::string const& why) {
 
 /// Once, as long as nothing else is to be said.
 void RolledLog::Say(std::string const& name, std::string const& what) {
-    std::string const complaint = name + ": " + what;
+    std::string const complaint = InputName(name) + ": " + what;
     if (complaint != lastComplaint_) {
         Complain(complaint);
         lastComplaint_ = complaint;

@@ -1,12 +1,22 @@
 #ifndef TARQLOG_TOOLS_SYSTEM_LOG_H_
 #define TARQLOG_TOOLS_SYSTEM_LOG_H_
 
+#include <string>
+
 #include <tarqlog/logrecord.h>
 #include <tarqlog/syslog_appender.h>
 
 #include "complaint.h"
 
 namespace tarqlog::tool {
+
+/// Why nobody takes what is sent to the system log at `path`, a socket of datagrams or a stream;
+/// empty when somebody does.
+std::string SystemLogFailure(std::string const& path);
+
+/// Says of `destination`, which was asked for, when nobody takes what is sent to this machine's
+/// system log. The library sends it there all the same: whoever listens later gets what comes then.
+void ReportSystemLog(std::string const& destination);
 
 /// Writes to the system log. Says once what daemons do with a fatal record.
 class SystemLogAppender : public SyslogAppender {

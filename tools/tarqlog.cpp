@@ -21,6 +21,7 @@
 #include "delivery.h"
 #include "destination.h"
 #include "explanation.h"
+#include "input_name.h"
 #include "line_buffer.h"
 #include "line_logger.h"
 #include "options.h"
@@ -84,7 +85,7 @@ int Run::Execute() {
 
 /// False, and says so, when the file cannot be read to its end.
 bool Run::LogFile(std::string const& name) {
-    bool const isStandardInput = name == "-";
+    bool const isStandardInput = IsStandardInput(name);
     // Not blocking: a FIFO that nobody writes to is waited for like any other input.
     int const flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     int const descriptor = isStandardInput ? STDIN_FILENO : ::open(name.c_str(), flags);
@@ -100,7 +101,7 @@ bool Run::LogFile(std::string const& name) {
         ::close(descriptor);
     }
     if (!complaint.empty()) {
-        Complain((isStandardInput ? "standard input: " : name + ": ") + complaint);
+        Complain(InputName(name) + ": " + complaint);
     }
     return complaint.empty();
 }
@@ -180,15 +181,15 @@ int ExplainTags(Options const& options) {
 /// What the tool does when its first argument is the command's name.
 struct Command {
     std::string_view name;
-    char const* operand;  // at least one of these must be there
+    char const* need;  // of an operand at least
     Operands operands;
     int (*execute)(Options const& options);
 };
 
 constexpr Command kCommands[] = {
-    {"cat", "FILE", Operands::kLogs, &PrintLogs},
-    {"explain", "TAG", Operands::kTags, &ExplainTags},
-    {"run", "COMMAND", Operands::kCommand, &RunCommand},
+    {"cat", "a FILE, or - for standard input", Operands::kLogs, &PrintLogs},
+    {"explain", "a TAG, as in explain web.db", Operands::kTags, &ExplainTags},
+    {"run", "a COMMAND, as in run -- ls -l", Operands::kCommand, &RunCommand},
 };
 
 /// Null when the first argument names none: then the tool logs lines.
@@ -201,22 +202,33 @@ Command const* FindCommand(int argc, char const* const* argv) {
     return nullptr;
 }
 
-int Main(int argc, char const* const* argv) {
-    Command const* const command = FindCommand(argc, argv);
+/// @param command  null for none
+int Execute(Command const* command, int argc, char const* const* argv) {
     int const skipped = command != nullptr ? 1 : 0;
     Operands const operands = command != nullptr ? command->operands : Operands::kFiles;
-    Options const options = ParseOptions(argc - skipped, argv + skipped, operands);
+    std::string const name(command != nullptr ? command->name : "");
+    Options const options = ParseOptions(argc - skipped, argv + skipped, operands, name);
     if (!options.answer.empty()) {
         return Answer(options.answer);
     }
     if (command != nullptr && options.operands.empty()) {
-        throw UsageError(std::string(command->name) + ": 1 required " + command->operand +
-                         " missing");
+        throw UsageError(name + " needs " + command->need);
     }
     if (options.dryRun) {
         return Answer(List(options.destinations));
     }
     return command != nullptr ? command->execute(options) : LogLines(options);
+}
+
+int Main(int argc, char const* const* argv) {
+    Command const* const command = FindCommand(argc, argv);
+    try {
+        return Execute(command, argc, argv);
+    } catch (UsageError const& error) {
+        std::string const name(command != nullptr ? std::string(command->name) + " " : "");
+        Complain(std::string(error.what()) + "; see " + name + "--help");
+        return kUsageStatus;
+    }
 }
 
 }  // namespace
@@ -229,9 +241,6 @@ int main(int argc, char* argv[]) {
     tarqlog::tool::IgnoreBrokenPipes();
     try {
         return tarqlog::tool::Main(argc, argv);
-    } catch (tarqlog::tool::UsageError const& error) {
-        Complain(std::string(error.what()) + "; see --help");
-        return tarqlog::tool::kUsageStatus;
     } catch (std::exception const& error) {
         Complain(error.what());
         return tarqlog::tool::kFailureStatus;

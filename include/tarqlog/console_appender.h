@@ -11,8 +11,8 @@ namespace tarqlog {
 
 /// The lock under which every console appender of the process writes a line. An application that
 /// writes to the same streams may take it; it must not log while it holds it, nor configure the
-/// core, nor call exit(), which removes the sinks, nor fork a child that logs. Nor must it log while
-/// it holds a stream by flockfile().
+/// core, nor call exit(), which removes the sinks, nor fork a child that logs. Nor must it log
+/// while it holds a stream by flockfile().
 TARQLOG_API threads::ThreadMutex& GetGlobalStreamMutex();
 
 /// Writes each record as one line, full header first, to standard output or standard error. Nothing
