@@ -1635,7 +1635,8 @@ TEST_F(DirectoryTest, ClosingTheDirectoryKeepsErrno) {
 
 TEST_F(DirectoryTest, WithoutMemoryForANameTheDirectoryIsClosed) {
     std::string const path = directory_.Path();
-    Strings const listed = {std::string(100, 'a'), std::string(100, 'b'), std::string(100, 'c')};
+    static Strings const listed = {std::string(100, 'a'), std::string(100, 'b'),
+                                   std::string(100, 'c')};
     claimedNames = &listed;
     for (unsigned long allowed : {0UL, 1UL, 2UL, 3UL}) {
         SCOPED_TRACE(allowed);

@@ -23,7 +23,7 @@ using Manner = Progress::Manner;
 
 /// A clock that stands still, and a standard error that is taken down.
 struct World {
-    std::chrono::steady_clock::time_point time{};
+    std::chrono::steady_clock::time_point time;
     std::size_t columns = 80;
     std::string written;
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <utility>
@@ -44,10 +45,7 @@ std::string At(int second, std::string const& text) {
 }
 
 void Append(std::string const& path, std::string const& content) {
-    std::FILE* const file = std::fopen(path.c_str(), "ae");
-    ASSERT_NE(file, nullptr);
-    std::fputs(content.c_str(), file);
-    std::fclose(file);
+    std::ofstream(path, std::ios::app) << content;
 }
 
 void SetTime(std::string const& path, long seconds) {

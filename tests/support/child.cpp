@@ -20,10 +20,9 @@ public:
     explicit StreamFile(std::string const& content = "") : file_(std::tmpfile()) {
         if (file_ == nullptr ||
             std::fwrite(content.data(), 1, content.size(), file_) != content.size() ||
-            std::fflush(file_) != 0) {
+            std::fseek(file_, 0, SEEK_SET) != 0) {
             throw std::runtime_error("cannot make a temporary file");
         }
-        std::rewind(file_);
     }
     ~StreamFile() { std::fclose(file_); }
 

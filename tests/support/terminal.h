@@ -5,8 +5,7 @@
 
 namespace tarqlog {
 
-/// A terminal of the test's own, at whose keys the test sits. For programs that list
-/// support/terminal.cpp among their sources.
+/// A terminal of the test's own, at whose keys the test sits.
 class Terminal {
 public:
     Terminal();

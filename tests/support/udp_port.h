@@ -6,7 +6,7 @@
 namespace tarqlog {
 
 /// A UDP port of 127.0.0.1 that no other process gets, whether or not somebody listens on it.
-/// Throws what the system refuses. For programs that list support/udp_port.cpp among their sources.
+/// Throws what the system refuses.
 class UdpPort {
 public:
     /// Nobody listens.
