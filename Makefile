@@ -19,7 +19,7 @@ FLAGS = -DCMAKE_CXX_FLAGS="$$CPPFLAGS $$CXXFLAGS" \
 	-DCMAKE_EXE_LINKER_FLAGS="$$LDFLAGS" -DCMAKE_SHARED_LINKER_FLAGS="$$LDFLAGS"
 set_up = $(if $(filter no,$(SETUP)),,@scripts/setup $(1))
 
-.PHONY: help setup build demo test soak storms forks faults bench docs check install slips clean
+.PHONY: help setup build demo test soak storms forks faults fuzz bench docs check install slips clean
 
 help: ## print this
 	@echo 'make TARGET [SETUP=no] [CXXFLAGS=...] [CPPFLAGS=...] [LDFLAGS=...]'
@@ -65,6 +65,12 @@ faults: ## do to us and to other libraries what goes wrong, and count the lines 
 	$(call set_up,faults)
 	cmake --preset release $(FLAGS)
 	scripts/faults $(ROW)
+
+fuzz: ## make up inputs that might break a property of tests/fuzz, and keep those that do (MINUTES=10)
+	$(call set_up,ci)
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	scripts/fuzz $$((MINUTES * 60))
 
 bench: ## measure us beside other libraries that write the same lines (QUICK=1, or DRAW=1 for the page)
 	$(call set_up,bench)

@@ -31,6 +31,7 @@
 #include "support/allocations.h"
 #include "support/child.h"
 #include "support/interpose.h"
+#include "support/path_oracle.h"
 #include "support/temporary_directory.h"
 
 namespace tarqlog {
@@ -1412,29 +1413,6 @@ Strings AllPaths(std::size_t longest) {
     return all;
 }
 
-/// What a path is made of between separators, without the empty parts.
-Strings Components(std::string const& path) {
-    Strings components(1);
-    for (char c : path) {
-        if (c != '/') {
-            components.back() += c;
-        } else if (!components.back().empty()) {
-            components.emplace_back();
-        }
-    }
-    if (components.back().empty()) {
-        components.pop_back();
-    }
-    return components;
-}
-
-std::string WithoutTrailing(std::string path) {
-    while (!path.empty() && path.back() == '/') {
-        path.pop_back();
-    }
-    return path;
-}
-
 TEST(PathTest, SlashIsTheOnlySeparator) {
     EXPECT_EQ(GetPathSeparator(), '/');
     for (int c = CHAR_MIN; c <= CHAR_MAX; ++c) {
@@ -1457,11 +1435,7 @@ TEST(PathTest, FilenameBeginsAfterTheLastSeparator) {
 TEST(PathTest, FilenameOfEveryPathHoldsNoSeparatorAndFollowsOne) {
     for (std::string const& path : AllPaths(8)) {
         SCOPED_TRACE(path);
-        std::string::size_type start = path.size();
-        while (start > 0 && path[start - 1] != '/') {
-            --start;
-        }
-        ASSERT_EQ(GetFilename(path), start == path.size() ? npos : start);
+        ASSERT_EQ(GetFilename(path), ExpectedFilename(path));
     }
 }
 
@@ -1482,14 +1456,7 @@ TEST(PathTest, ExtensionBeginsWithTheLastDotOfTheName) {
 TEST(PathTest, ExtensionOfEveryPathIsTheLastDotUnlessItBeginsTheName) {
     for (std::string const& path : AllPaths(8)) {
         SCOPED_TRACE(path);
-        Strings const components = Components(path);
-        std::string const name =
-            path.empty() || path.back() == '/' ? std::string() : components.back();
-        std::string::size_type expected = npos;
-        for (std::string::size_type i = 1; i < name.size(); ++i) {
-            expected = name[i] == '.' ? path.size() - name.size() + i : expected;
-        }
-        ASSERT_EQ(GetExtension(path), expected);
+        ASSERT_EQ(GetExtension(path), ExpectedExtension(path));
     }
 }
 
@@ -1525,11 +1492,7 @@ TEST(PathTest, BasenameIsTheLastComponent) {
     }
     for (std::string const& path : AllPaths(8)) {
         SCOPED_TRACE(path);
-        Strings const components = Components(path);
-        std::string const expected = !components.empty() ? components.back()
-                                     : path.empty()      ? ""
-                                                         : "/";
-        ASSERT_EQ(Basename(path), expected);
+        ASSERT_EQ(Basename(path), ExpectedBasename(path));
     }
 }
 
@@ -1551,13 +1514,7 @@ TEST(PathTest, JoinPutsOneSeparatorBetweenAndTrimsTheLeftSideAlone) {
     for (std::string const& a : AllPaths(4)) {
         for (std::string const& b : AllPaths(4)) {
             SCOPED_TRACE(a + " and " + b);
-            std::string expected = a + b;
-            if (!a.empty() && !b.empty()) {
-                bool const begins = b[0] == '/';
-                bool const ends = WithoutTrailing(a) != a;
-                expected = begins ? WithoutTrailing(a) + b : a + (ends ? "" : "/") + b;
-            }
-            ASSERT_EQ(JoinPath(a, b), expected);
+            ASSERT_EQ(JoinPath(a, b), ExpectedJoin(a, b));
         }
     }
 }

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/tag_oracle.h"
+
 namespace tarqlog {
 namespace {
 
@@ -21,36 +23,11 @@ Parts Split(std::string const& text) {
     return parts;
 }
 
-/// The same one character at a time.
-Parts SplitByCharacter(std::string const& text) {
-    Parts parts;
-    bool isInPart = false;
-    for (char const character : text) {
-        if (character == '.') {
-            isInPart = false;
-        } else if (isInPart) {
-            parts.back().push_back(character);
-        } else {
-            parts.push_back(std::string(1, character));
-            isInPart = true;
-        }
-    }
-    return parts;
-}
-
 /// Up to forty characters, dots and two letters.
 std::string RandomText(std::mt19937& random) {
     std::string text;
     for (std::size_t size = random() % 41; size > 0; --size) {
         text += "a.b"[random() % 3];
-    }
-    return text;
-}
-
-std::string Join(Parts const& parts, std::string const& separator) {
-    std::string text;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        text += (i == 0 ? "" : separator) + parts[i];
     }
     return text;
 }

@@ -29,6 +29,7 @@
 #include "support/is_free.h"
 #include "support/noting_appender.h"
 #include "support/records.h"
+#include "support/text_oracle.h"
 
 namespace tarqlog {
 namespace {
@@ -306,24 +307,6 @@ TEST_F(RewritingAppenderTest, BaseIsAbstract) {
     EXPECT_FALSE((std::is_convertible<boost::shared_ptr<AppenderBase>, EscapingAppender>::value));
 }
 
-// UTF-8, in the tests' own words.
-
-std::string Utf8(std::uint32_t number) {
-    auto const tail = [number](int shift) {
-        return static_cast<char>(0x80 | ((number >> shift) & 0x3f));
-    };
-    if (number < 0x80) {
-        return {static_cast<char>(number)};
-    }
-    if (number < 0x800) {
-        return {static_cast<char>(0xc0 | (number >> 6)), tail(0)};
-    }
-    if (number < 0x10000) {
-        return {static_cast<char>(0xe0 | (number >> 12)), tail(6), tail(0)};
-    }
-    return {static_cast<char>(0xf0 | (number >> 18)), tail(12), tail(6), tail(0)};
-}
-
 std::uint32_t const kPlainNumbers[] = {
     ' ',    '!',    '/',    '~',    0xa0,   0xe9,    0x7ff,   0x800,   0x20ac,  0xfff,   0x1000,
     0x2028, 0xd7ff, 0xe000, 0xfffd, 0xffff, 0x10000, 0x1f600, 0x3ffff, 0x40000, 0x10ffff};
@@ -392,25 +375,6 @@ TEST_F(EscapingAppenderTest, BytesThatAreNoUtf8AreHexadecimal) {
         EXPECT_EQ(Escaped("a" + bytes + "b"), "a" + InHex(bytes) + "b");
         EXPECT_EQ(Escaped(bytes + "\xc3\xa9"), InHex(bytes) + "\xc3\xa9");
     }
-}
-
-/// Undoes the escapes; "?" stands for what is none.
-std::string Unescaped(std::string const& text) {
-    std::string bytes;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\') {
-            bytes += text[i];
-            continue;
-        }
-        char const kind = ++i < text.size() ? text[i] : '?';
-        if (kind == 'x' && i + 2 < text.size()) {
-            bytes += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else {
-            bytes += kind == 'n' ? '\n' : kind == '\\' ? '\\' : '?';
-        }
-    }
-    return bytes;
 }
 
 TEST_F(EscapingAppenderTest, AnyTextStaysOnOneLineAndCanBeReadBack) {
