@@ -176,6 +176,11 @@ private:
     std::string text_;  // behind the last flag
 };
 
+/// A message would end at a NUL.
+std::string Shown(char flag) {
+    return flag == '\0' ? "\\0" : std::string(1, flag);
+}
+
 Pattern::Pattern(std::string const& pattern, PatternHeader::Zone zone) : zone_(zone) {
     for (std::string::size_type i = 0; i < pattern.size(); ++i) {
         if (pattern[i] != '%') {
@@ -189,8 +194,8 @@ Pattern::Pattern(std::string const& pattern, PatternHeader::Zone zone) : zone_(z
         }
         if (!Holds(kFixedFlags, pattern[i]) && !Holds(kTimeFlags, pattern[i]) &&
             !Holds(kRecordFlags, pattern[i])) {
-            throw log_utils::Error(std::string("header pattern has the unknown flag %") +
-                                   pattern[i] + place);
+            throw log_utils::Error("header pattern has the unknown flag %" + Shown(pattern[i]) +
+                                   place);
         }
         AddFlag(pattern[i]);
     }

@@ -355,6 +355,10 @@ TEST_F(PatternHeaderTest, UnknownFlagIsNamedWithItsPosition) {
     EXPECT_EQ(Complaint("100% sure"),
               "header pattern has the unknown flag %  at position 4, write %% for a percent sign: "
               "100% sure");
+    EXPECT_EQ(
+        Complaint(std::string("100%\0", 5)),
+        "header pattern has the unknown flag %\\0 at position 4, write %% for a percent sign: "
+        "100%");
 }
 
 TEST_F(PatternHeaderTest, LonePercentSignAtTheEndIsNamedWithItsPosition) {
