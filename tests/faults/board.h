@@ -34,6 +34,7 @@ struct Board {
     std::atomic<long> died;                   // children
     std::atomic<long> returned[kMaxThreads];  // lines for which a thread's log call has returned
     std::atomic<long> due[kMaxThreads];       // the same as the writer called exit()
+    std::atomic<long> isCounting;             // the library can be asked for its own account
     std::atomic<long> notes;                  // taken of the library's own account
     AccountNote note[2];                      // the last two: death may come amid one
     std::atomic<long> childLines;             // in the accounts of children that have logged

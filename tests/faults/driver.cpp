@@ -310,6 +310,7 @@ int Main(int count, char** arguments) {
     if (settings.task == "chdir" && ::chdir("elsewhere") == 0) {
         CountHit();
     }
+    (*board)->isCounting = askLibrary != nullptr ? 1 : 0;
     (*board)->isReady = 1;
     Run();
     if (settings.task == "clock") {

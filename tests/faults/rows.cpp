@@ -134,6 +134,7 @@ Outcome Kill(Scene const& scene) {
                   scene.Directory());
     writer.Allow(kNoLimit);
     writer.AwaitTotal(scene.Scaled(4000, 20000));
+    writer.AwaitNoteOrTotal(scene.Scaled(400000, 2000000));  // its first thread may wait for a turn
     writer.Kill(SIGKILL);
     Outcome outcome = Account(scene, {&writer}, SIGKILL);
     outcome.hits = outcome.died.empty() ? 1 : 0;

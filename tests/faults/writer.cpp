@@ -85,6 +85,11 @@ void Writer::AwaitTotal(long lines) {
     AwaitThat([&] { return board_.Returned() >= lines; });
 }
 
+void Writer::AwaitNoteOrTotal(long lines) {
+    AwaitThat(
+        [&] { return board_->isCounting == 0 || board_->notes > 0 || board_.Returned() >= lines; });
+}
+
 void Writer::Kill(int signal) const {
     if (pid_ != 0) {
         ::kill(pid_, signal);

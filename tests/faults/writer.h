@@ -50,6 +50,10 @@ public:
     void AwaitEach(int threads, long lines);
     void AwaitTotal(long lines);
 
+    /// Waits until what the library has counted is noted, if it counts, or so many lines are
+    /// logged.
+    void AwaitNoteOrTotal(long lines);
+
     void Kill(int signal) const;
 
     /// Waits for the end; kills a writer that does not come to it.
