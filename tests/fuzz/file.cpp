@@ -194,11 +194,11 @@ public:
     }
 
     bool Clear() {
-        if (!IsOpen() || !writes_) {
-            return false;
+        bool const mayWrite = IsOpen() && writes_;
+        if (mayWrite) {
+            content_->bytes.clear();
         }
-        content_->bytes.clear();
-        return true;
+        return mayWrite;
     }
 
     /// Another lock is given up first, and for good when this one is refused.
