@@ -98,7 +98,7 @@ std::optional<RolledLog::File> RolledLog::FindNext() const {
             return next;
         }
         next = file;
-        newer = number == 0 || IsNewer(*file) ? file : newer;
+        newer = number == 0 || (file_ && IsNewer(*file)) ? file : newer;
     }
     if (!file_) {
         return next;
