@@ -17,6 +17,9 @@ function(tarqlog_own_code target)
             $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wthread-safety>
         )
     endif()
+    if(TARQLOG_COVERAGE)
+        target_link_options(${target} PRIVATE --coverage)
+    endif()
     if(TARQLOG_SANITIZE)
         target_compile_options(${target} PRIVATE
             -fsanitize=${TARQLOG_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "tarqlog/assertion.h"
@@ -49,11 +50,13 @@ struct DirectoryCloser {
 };
 
 // strerror_r() answers with the message in GNU's library, with a number everywhere else.
-[[maybe_unused]] char const* MessageOf(char const* message, char const*) {
-    return message;
-}
-[[maybe_unused]] char const* MessageOf(int, char const* buffer) {
-    return buffer;
+template <class Answer>
+char const* MessageOf(Answer answer, [[maybe_unused]] char const* buffer) {
+    if constexpr (std::is_pointer_v<Answer>) {
+        return answer;
+    } else {
+        return buffer;
+    }
 }
 
 std::string SystemMessage(int error) {
@@ -108,8 +111,9 @@ Status::Type TypeOf(mode_t mode) {
     return (mode & S_IFDIR) != 0 ? Status::kDirectory : Status::kOther;
 }
 
+/// Of a path that is not empty.
 bool EndsWithSeparator(std::string const& path) {
-    return !path.empty() && IsPathSeparator(path.back());
+    return IsPathSeparator(path.back());
 }
 
 /// Where the part after the last separator begins.
@@ -294,7 +298,7 @@ std::string Basename(std::string const& path) {
     std::string copy = path;
     RemoveTrailingSeparators(&copy);
     if (copy.empty()) {
-        return path.empty() ? "" : std::string(1, kSeparator);
+        return path.substr(0, 1);  // of separators alone, or of nothing
     }
     return copy.substr(NameStart(copy));
 }
@@ -374,15 +378,10 @@ bool Remove(std::string const& path) {
     if (!GetStatus(path, &status)) {
         return false;
     }
-    switch (status.type) {
-        case Status::kFile:
-            return ::remove(path.c_str()) == 0;
-        case Status::kDirectory:
-            return ::rmdir(path.c_str()) == 0;
-        case Status::kOther:
-            break;
+    if (status.type == Status::kFile) {
+        return ::remove(path.c_str()) == 0;
     }
-    return false;
+    return status.type == Status::kDirectory && ::rmdir(path.c_str()) == 0;
 }
 
 bool RemoveAll(std::string const& path) {

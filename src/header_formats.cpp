@@ -178,7 +178,7 @@ private:
 
 /// A message would end at a NUL.
 std::string Shown(char flag) {
-    return flag == '\0' ? "\\0" : std::string(1, flag);
+    return std::string(flag == '\0' ? "\\0" : std::string_view(&flag, 1));
 }
 
 Pattern::Pattern(std::string const& pattern, PatternHeader::Zone zone) : zone_(zone) {

@@ -625,5 +625,31 @@ TEST(ExplainTest, AnswerIsWhatDeliveryDoesAlsoWhenMemoryRanOutInAChange) {
     EXPECT_GT(allowed, 8U);
 }
 
+TEST(ExplainTest, ExhaustedMemoryPassesOutOfAnAnswerAndItsText) {
+    Severity const odd = kTrace | kDebug | kInfo | kWarning | kError | Severity(0xffffffc0U);
+    std::string const tag = "a-part-of-a-tag.and-another";
+    LogCore core;
+    core.AddSink({FilterRule("a-part-of-a-tag", odd)}, SinkWithMasks({odd}));
+    core.AddSink({FilterRule(tag, odd & ~kInfo)}, AnySink());
+    core.AddSink({FilterRule("mail", kInfo)}, AnySink());
+    std::string text;
+    unsigned long allowed = 0;
+    for (; text.empty(); ++allowed) {
+        try {
+            AllocationLimit const limit(allowed);
+            text = ToText(Explain(tag, kInfo, core));
+        } catch (std::bad_alloc const&) {
+        }
+    }
+    EXPECT_EQ(text,
+              "tag 'a-part-of-a-tag.and-another', severity I: reaches 1 of 3 appenders\n"
+              "  sink 0: reached, through the rule for 'a-part-of-a-tag' (TDIWE+0xffffffc0)\n"
+              "    appender 0: reached, its mask is TDIWE+0xffffffc0\n"
+              "  sink 1: not reached, the rule for 'a-part-of-a-tag.and-another' lets "
+              "TDWE+0xffffffc0 through\n"
+              "  sink 2: not reached, no rule is for this tag or one above it\n");
+    EXPECT_GT(allowed, 40U);
+}
+
 }  // namespace
 }  // namespace tarqlog

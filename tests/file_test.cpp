@@ -1519,6 +1519,25 @@ TEST(PathTest, JoinPutsOneSeparatorBetweenAndTrimsTheLeftSideAlone) {
     }
 }
 
+TEST(PathTest, ExhaustedMemoryPassesOutOfJoining) {
+    std::string const b = "a-file-with-a-long-name";
+    for (std::string const a : {"a-folder-with-a-long-name", "a-folder-with-a-long-name/"}) {
+        SCOPED_TRACE(a);
+        std::string joined;
+        unsigned long allowed = 0;
+        for (bool done = false; !done; ++allowed) {
+            try {
+                AllocationLimit const limit(allowed);
+                joined = JoinPath(a, b);
+                done = true;
+            } catch (std::bad_alloc const&) {
+            }
+        }
+        EXPECT_EQ(joined, "a-folder-with-a-long-name/a-file-with-a-long-name");
+        EXPECT_GT(allowed, 1U);
+    }
+}
+
 // Directories.
 
 Strings Sorted(Strings names) {

@@ -264,7 +264,7 @@ protected:
     void DoAppend(LogRecord const&) override {
         pid_t const child = ::fork();
         if (child == 0) {
-            ::_exit(7);
+            LeaveChild(7);
         }
         ::waitpid(child, &status, 0);
     }

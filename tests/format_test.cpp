@@ -1,5 +1,7 @@
 #include "tarqlog/format.h"
 
+#include <pthread.h>
+
 #include <climits>
 #include <fstream>
 #include <iterator>
@@ -278,6 +280,28 @@ TEST_F(FormatStatementTest, LackOfMemoryWhileAFormatterFailsEndsNothing) {
     AllocationLimit const limit(2);  // the record's first bytes and the exception's text
     EXPECT_THROW(TARQLOG_INFO_F(logger, "{}{:900}{}", almost, 1, failing), std::bad_alloc);
     EXPECT_GE(limit.Refused(), 1UL);
+}
+
+TEST_F(FormatStatementTest, ThreadIsCancelledInAFormatter) {
+    auto const appender = AddNotingSink();
+    static Logger logger("a");
+    pthread_t thread;
+    ::pthread_create(
+        &thread, nullptr,
+        [](void*) -> void* {
+            Willing const waiting{[] {
+                ::pthread_cancel(::pthread_self());
+                ::pthread_testcancel();
+            }};
+            TARQLOG_INFO_F(logger, "{}", waiting);
+            return nullptr;
+        },
+        nullptr);
+    void* result = nullptr;
+    ::pthread_join(thread, &result);
+
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_TRUE(appender->Texts().empty());
 }
 
 TEST_F(FormatStatementTest, AllocatesNothingButTheRecordsText) {

@@ -4,10 +4,12 @@
 
 #include <climits>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <new>
 #include <random>
 #include <string>
 #include <vector>
@@ -21,12 +23,30 @@
 #include "support/allocations.h"
 #include "support/child.h"
 #include "support/header_oracle.h"
+#include "support/interpose.h"
 #include "support/records.h"
 
 namespace tarqlog {
 namespace {
 
 long long timeMs;
+Fault hostFault;
+
+}  // namespace
+}  // namespace tarqlog
+
+extern "C" int gethostname(char* name, std::size_t size) noexcept {
+    int const answer = TARQLOG_NEXT(gethostname)(name, size);
+    return tarqlog::hostFault.Strikes() ? -1 : answer;  // a name that is too long is there in part
+}
+
+// What gethostname() is called in a build with _FORTIFY_SOURCE.
+extern "C" int __gethostname_chk(char* name, std::size_t size, std::size_t) noexcept {
+    return ::gethostname(name, size);
+}
+
+namespace tarqlog {
+namespace {
 
 /// Sets an environment variable in a child process.
 void SetVariable(char const* name, char const* value) {
@@ -179,6 +199,13 @@ TEST_F(PatternHeaderTest, HostIsTheSystemsName) {
     ASSERT_EQ(::gethostname(name, sizeof name - 1), 0);
 
     EXPECT_EQ(Header(PatternHeader("%h")), name);
+}
+
+TEST_F(PatternHeaderTest, HostThatTheSystemDoesNotNameIsNothing) {
+    hostFault.StrikeAt(1);
+
+    EXPECT_EQ(Header(PatternHeader("[%h]")), "[]");
+    EXPECT_EQ(hostFault.Hits(), 1);
 }
 
 // The time.
@@ -367,6 +394,23 @@ TEST_F(PatternHeaderTest, LonePercentSignAtTheEndIsNamedWithItsPosition) {
         "header pattern ends with a lone % at position 5, write %% for a percent sign: %%%L%");
     EXPECT_EQ(Complaint("%"),
               "header pattern ends with a lone % at position 1, write %% for a percent sign: %");
+}
+
+TEST_F(PatternHeaderTest, ExhaustedMemoryPassesOutOfAPattern) {
+    std::string const pattern = "a text of many letters %L and another one %% in %N %n";
+    std::string header;
+    unsigned long allowed = 0;
+    for (; header.empty(); ++allowed) {
+        try {
+            AllocationLimit const limit(allowed);
+            PatternHeader const function(pattern);
+            function(header, TaggedRecord(kInfo, "ready", {"core"}));
+        } catch (std::bad_alloc const&) {
+            header.clear();
+        }
+    }
+    EXPECT_EQ(header, "a text of many letters I and another one % in header_formats_test core");
+    EXPECT_GT(allowed, 8U);
 }
 
 TEST_F(PatternHeaderTest, ExactlyTheDocumentedFlagsAreKnown) {

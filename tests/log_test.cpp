@@ -1,9 +1,11 @@
 #include "tarqlog/log.h"
 
+#include <sys/mman.h>
 #include <ucontext.h>
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cmath>
 #include <cstdarg>
 #include <cstdint>
@@ -631,6 +633,25 @@ TEST(LogStreamStatementTest, TextOfAnyLengthIsWholeAndInOrder) {
     }
 }
 
+#if UINTPTR_MAX > UINT_MAX  // otherwise no text is so long
+TEST(LogStreamStatementTest, TextLongerThanAnIntCountsIsHandedOnInPieces) {
+    constexpr std::size_t kPiece = INT_MAX;
+    void* const text =
+        ::mmap(nullptr, kPiece + 10, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(text, MAP_FAILED);
+    AddNotingSink();
+    Logger logger("a");
+    ASSERT_TRUE(logger.HasSink(kInfo));
+    std::string_view const tooLong(static_cast<char const*>(text), kPiece + 10);
+
+    AllocationLimit const limit(1);  // the record's first bytes, but no room for the piece
+    EXPECT_THROW(TARQLOG_INFO(logger) << tooLong, std::bad_alloc);
+    EXPECT_EQ(limit.Refused(), 1UL);
+    EXPECT_EQ(LastAllocationSize(), kPiece + 1);
+    ::munmap(text, kPiece + 10);
+}
+#endif
+
 TEST(LogStreamStatementTest, LocaleIsTheOneThatTheFirstNumberFinds) {
     std::locale const before = std::locale();
     struct Comma : std::numpunct<char> {
@@ -689,6 +710,15 @@ TEST(LogStreamStatementTest, ManipulatorsHoldWithinTheStatementAlone) {
                         << std::string_view("v"));
     EXPECT_SAME_BYTES("a" << std::endl << "b" << std::flush << std::ends << std::fixed << 1.5);
     EXPECT_SAME_BYTES(255 << ' ' << 1.5 << ' ' << true);
+}
+
+std::ios& FillWithStars(std::ios& stream) {
+    stream.fill('*');
+    return stream;
+}
+
+TEST(LogStreamStatementTest, TakesManipulatorsOfWhateverBaseOfAStream) {
+    EXPECT_SAME_BYTES("a" << FillWithStars << std::setw(3) << 1 << std::hex << 255 << std::ends);
 }
 
 TEST(LogStreamStatementTest, MakesAStreamOnlyForWhatNeedsOne) {

@@ -324,6 +324,21 @@ TEST(LogCoreTest, RefusedSharedLockThrowsAndTheNextRecordComesThrough) {
     EXPECT_EQ(appender->Texts(), std::vector<std::string>{"y"});
 }
 
+TEST(LogCoreTest, ConstructionWithoutMemoryThrowsAndLeavesNothingBehind) {
+    unsigned long failures = 0;
+    for (bool built = false; !built;) {
+        try {
+            AllocationLimit const limit(failures);
+            LogCore const core;
+            built = true;
+        } catch (std::bad_alloc const&) {
+            ++failures;
+        }
+    }
+
+    EXPECT_GE(failures, 3U);  // own part, lock, root of the rules
+}
+
 TEST(LogCoreTest, ExhaustedMemoryPassesOutOfEveryChangeWithTheLockFree) {
     std::set<FilterRule> const rules = {FilterRule(kInfo), FilterRule("a.b", kError)};
     auto const sink = AnySink();
@@ -475,6 +490,21 @@ TEST(LogCoreTest, RulesGoWithTheRemovedSinks) {
 
     core.AddSink({FilterRule("c", kError)}, AnySink());
     EXPECT_EQ(RulesOf(core), std::vector<std::string>{"c.=16 "});
+}
+
+TEST(LogCoreTest, AppenderMayChangeAnotherCore) {
+    struct ChangingAppender : AppenderBase {
+        ChangingAppender() : AppenderBase(false) {}
+        void DoAppend(LogRecord const&) override { other.AddSink(RootRule(kInfo), AnySink()); }
+        LogCore other;
+    };
+    auto const appender = boost::make_shared<ChangingAppender>();
+    LogCore core;
+    core.AddSink(RootRule(kInfo), SinkOf(appender));
+
+    Push(core, TaggedRecord(kInfo, "x"));
+
+    EXPECT_EQ(RulesOf(appender->other), std::vector<std::string>{"=4 "});
 }
 
 TEST(LogCoreTest, RegistrationKeepsItsSinkAliveBeyondTheRemoval) {

@@ -235,6 +235,22 @@ TEST(LoggerTest, ThrowingAppenderLeavesTheLoggerUsable) {
     EXPECT_EQ(appender->Texts(), std::vector<std::string>{"again"});
 }
 
+TEST(LoggerTest, ConstructionWithoutMemoryThrowsAndLeavesNothingBehind) {
+    std::string const tag(1000, 'x');
+    unsigned long failures = 0;
+    for (bool built = false; !built;) {
+        try {
+            AllocationLimit const limit(failures);
+            Logger const logger(tag.c_str());
+            built = true;
+        } catch (std::bad_alloc const&) {
+            ++failures;
+        }
+    }
+
+    EXPECT_GE(failures, 4U);  // own part, both locks, tag
+}
+
 TEST(LoggerTest, ExhaustedMemoryInARefreshPassesAndTheNextQuestionIsAnswered) {
     auto const appender = AddNotingSink();
     Logger logger("a");

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <functional>
 #include <iterator>
+#include <new>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -25,6 +26,7 @@
 #include "tarqlog/logsink.h"
 #include "tarqlog/logsysinfo.h"
 
+#include "support/allocations.h"
 #include "support/child.h"
 #include "support/is_free.h"
 #include "support/noting_appender.h"
@@ -506,6 +508,21 @@ TEST_F(JsonLinesAppenderTest, EachByteThatIsNoUtf8IsTheReplacementCharacter) {
         }
         EXPECT_EQ(TextValue("a" + bytes + "b"), "a" + replaced + "b");
     }
+}
+
+TEST_F(JsonLinesAppenderTest, ConstructionWithoutMemoryThrowsAndLeavesNothingBehind) {
+    unsigned long failures = 0;
+    for (bool built = false; !built;) {
+        try {
+            AllocationLimit const limit(failures);
+            JsonLinesAppender const appender(inner_);
+            built = true;
+        } catch (std::bad_alloc const&) {
+            ++failures;
+        }
+    }
+
+    EXPECT_GE(failures, 5U);  // base, own part, its part, the pattern and a piece of it
 }
 
 TEST_F(JsonLinesAppenderTest, RecordThatNoLoggerPushedStopsTheProcess) {

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "support/write_counts.h"
+
 namespace tarqlog {
 
 namespace {
@@ -73,7 +75,7 @@ ChildResult Run(std::string const& input, std::function<int()> const& body) {
         ::dup2(err.Descriptor(), STDERR_FILENO);
         int const status = body();
         std::fflush(nullptr);
-        ::_exit(status);
+        LeaveChild(status);
     }
     int status = 0;
     if (::waitpid(pid, &status, 0) != pid) {
@@ -112,6 +114,11 @@ ChildResult RunProgram(std::string const& program, std::vector<std::string> cons
 
 ChildResult RunInChild(std::function<int()> const& body) {
     return Run("", body);
+}
+
+void LeaveChild(int status) {
+    WriteCountsIfAny();
+    ::_exit(status);
 }
 
 void ForgoPower() {

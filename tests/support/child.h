@@ -19,8 +19,11 @@ struct ChildResult {
 ChildResult RunProgram(std::string const& program, std::vector<std::string> const& arguments = {},
                        std::string const& input = "");
 
-/// Runs `body` in a forked child, which leaves by _exit() with what `body` returns.
+/// Runs `body` in a forked child, which leaves with what `body` returns.
 ChildResult RunInChild(std::function<int()> const& body);
+
+/// Ends a forked child as it is, without exit handlers.
+[[noreturn]] void LeaveChild(int status);
 
 /// For a child that becomes a program: permissions hold for that one, even if it is root.
 void ForgoPower();
