@@ -25,6 +25,12 @@ function(tarqlog_own_code target)
             -fsanitize=${TARQLOG_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
         )
         target_link_options(${target} PRIVATE -fsanitize=${TARQLOG_SANITIZE})
+        # Clang defines no names for them, as GCC does.
+        if(TARQLOG_SANITIZE MATCHES "address")
+            target_compile_definitions(${target} PRIVATE TARQLOG_TEST_ASAN)
+        elseif(TARQLOG_SANITIZE MATCHES "thread")
+            target_compile_definitions(${target} PRIVATE TARQLOG_TEST_TSAN)
+        endif()
     endif()
 endfunction()
 

@@ -551,7 +551,7 @@ TEST(UnloadedLibraryTest, TakesNoPartInForks) {
 #endif
 
 // ThreadSanitizer slows them down beyond measure, and looks away in the child of many threads.
-#if !defined(__SANITIZE_THREAD__)
+#if !defined(TARQLOG_TEST_TSAN)
 
 ChildResult RunForks(std::string const& forks, std::string const& fault = "") {
     return RunProgram(TARQLOG_FORKS_PATH, {forks, fault});

@@ -492,7 +492,7 @@ TEST_F(FormatFuncTest, EachThreadRemembersItsOwn) {
 
 #if defined(TARQLOG_TEST_EMULATED)
 constexpr int kRandomHeaders = 20000;
-#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#elif defined(TARQLOG_TEST_ASAN) || defined(TARQLOG_TEST_TSAN)
 constexpr int kRandomHeaders = 100000;
 #else
 constexpr int kRandomHeaders = 2000000;

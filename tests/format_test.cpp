@@ -321,7 +321,7 @@ TEST_F(FormatStatementTest, AllocatesNothingButTheRecordsText) {
     EXPECT_EQ(AllocationCount(), ready + 1);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(TARQLOG_TEST_ASAN) && !defined(TARQLOG_TEST_TSAN)
 
 // tarqlog/log.h names these two.
 constexpr std::size_t kStackBytes = 3072;

@@ -379,7 +379,7 @@ TEST_F(LogStatementTest, MayEndOnAnotherThreadThanItBeganOn) {
 }
 
 // The sanitizers do not know of stacks that are switched behind their backs.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(TARQLOG_TEST_ASAN) && !defined(TARQLOG_TEST_TSAN)
 
 ucontext_t outside;
 ucontext_t fiber;
@@ -484,7 +484,7 @@ TEST_F(LogStatementTest, AllocatesNothingButTheRecordsText) {
               2UL);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(TARQLOG_TEST_ASAN) && !defined(TARQLOG_TEST_TSAN)
 
 // tarqlog/log.h names these two.
 constexpr std::size_t kStackBytes = 3072;

@@ -384,7 +384,7 @@ TEST(TarqlogRunTest, SignalMayComeAsOftenAsTheCommandTakesIt) {
     EXPECT_EQ(tool.Finish().exitStatus, 0);
 }
 
-#if !defined(__SANITIZE_THREAD__)  // which keeps a signal back until the write is over
+#if !defined(TARQLOG_TEST_TSAN)  // which keeps a signal back until the write is over
 TEST(TarqlogRunTest, SignalReachesTheCommandWhileTheToolCannotWrite) {
     TemporaryDirectory const directory;
     std::string const file = directory.File("told");

@@ -42,7 +42,7 @@
 #include "soak/line.h"
 #include "support/temporary_directory.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(TARQLOG_TEST_ASAN) || defined(TARQLOG_TEST_TSAN)
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
@@ -60,7 +60,7 @@ constexpr long kHeapTolerance = 1 << 20;    // in bytes; a byte a line would be 
 constexpr std::size_t kMaxComplaints = 10;  // to be printed
 
 long HeapInUse() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(TARQLOG_TEST_ASAN) || defined(TARQLOG_TEST_TSAN)
     return static_cast<long>(__sanitizer_get_current_allocated_bytes());
 #elif defined(__APPLE__)
     return static_cast<long>(::mstats().bytes_used);

@@ -5,7 +5,6 @@
 #include <sys/mman.h>
 
 #include <cstddef>
-#include <cstring>
 #include <functional>
 
 #include <gtest/gtest.h>
@@ -32,7 +31,9 @@ inline std::size_t StackUsedBy(std::function<void()> const& body, std::size_t si
             constexpr unsigned char kPaint = 0xA5;
             constexpr std::size_t kOwn = 512;  // what painting itself needs
             char* const here = static_cast<char*>(__builtin_frame_address(0));
-            std::memset(stack, kPaint, static_cast<std::size_t>(here - stack) - kOwn);
+            for (char volatile* place = stack; place < here - kOwn; ++place) {
+                *place = static_cast<char>(kPaint);  // not by a function, whose frame it would paint
+            }
             body();
             char* lowest = stack;
             while (static_cast<unsigned char>(*lowest) == kPaint) {

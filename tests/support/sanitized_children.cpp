@@ -3,7 +3,7 @@
 
 #include <unistd.h>
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef TARQLOG_TEST_ASAN
 #include <pthread.h>
 
 #include <cstdlib>
@@ -22,7 +22,7 @@ extern "C" int __lsan_is_turned_off() {  // NOLINT(bugprone-reserved-identifier)
     return ::getpid() != parent ? 1 : 0;
 }
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef TARQLOG_TEST_ASAN
 
 // Unlike malloc of the C library, the sanitizer's lets a fork catch it with its locks held, and the
 // child's next allocation waits for a thread that it does not have. So all `new` go through one
