@@ -43,7 +43,7 @@ test: ## build everything, warnings as errors, in build/release and run every te
 	cmake --build --preset release
 	ctest --preset release --output-junit junit.xml
 
-soak: ## log to files that others rename and delete, and account for each line (MINUTES=10)
+soak: ## log everywhere while everything goes wrong, and account for each line (MINUTES=10)
 	$(call set_up,test)
 	cmake --preset release $(FLAGS)
 	cmake --build --preset release --target soak

@@ -20,6 +20,9 @@ public:
 
     void Listen();
 
+    /// The socket that listens, or -1.
+    int Listener() const { return listener_; }
+
     /// Drops what has arrived and was not received.
     void StopListening();
 
