@@ -1,3 +1,8 @@
+# The C++ libraries that the system has in binary form are for its own standard library.
+if(CMAKE_CXX_FLAGS MATCHES "-stdlib=libc\\+\\+")
+    set(TARQLOG_OTHER_STANDARD_LIBRARY ON)
+endif()
+
 # What the project's own targets are built with, and nobody else's.
 function(tarqlog_own_code target)
     target_compile_options(${target} PRIVATE

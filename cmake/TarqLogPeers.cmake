@@ -8,7 +8,11 @@ endforeach()
 # Calls `add_program` with the name and the libraries of each peer that is installed; it returns the
 # program's target in the variable `target`.
 macro(tarqlog_add_peers add_program)
-    foreach(peer IN ITEMS spdlog glog boost_log log4cplus log4cxx)
+    set(peers spdlog glog boost_log log4cplus log4cxx)
+    if(TARQLOG_OTHER_STANDARD_LIBRARY)
+        set(peers)
+    endif()
+    foreach(peer IN LISTS peers)
         set(libraries ${TARQLOG_PEER_${peer}})
         if(peer STREQUAL "spdlog")
             set(libraries spdlog::spdlog)

@@ -17,6 +17,7 @@
 #include <ostream>
 #include <string_view>
 #include <system_error>
+#include <type_traits>
 #if defined(__GLIBCXX__)
 #include <cxxabi.h>
 #endif
@@ -72,7 +73,7 @@ std::to_chars_result ToText(char* begin, char* /*end*/, bool value) {
     return {begin + 1, std::errc()};
 }
 
-std::to_chars_result ToText(char* begin, char* end, const void* address) {
+[[maybe_unused]] std::to_chars_result ToText(char* begin, char* end, const void* address) {
     constexpr int kBase = 16;
     auto const number = reinterpret_cast<std::uintptr_t>(address);
     if (number != 0) {  // zero has no base to show
@@ -81,6 +82,15 @@ std::to_chars_result ToText(char* begin, char* end, const void* address) {
     }
     return std::to_chars(begin, end, number, kBase);
 }
+
+/// Whether ToText() writes what the standard library's streams do. LLVM's prints addresses and NaNs
+/// in its own way, and its to_chars() takes a long double for a double.
+template <class Value>
+#if defined(__GLIBCXX__)
+constexpr bool kIsAsAStreamPrintsIt = true;
+#else
+constexpr bool kIsAsAStreamPrintsIt = std::is_integral_v<Value>;
+#endif
 
 using PlainArgument = LogStatement::PlainArgument;
 
@@ -314,6 +324,10 @@ void LogStreamStatement::DeliverLine() {
 
 template <class Number>
 LogStreamStatement& LogStreamStatement::Insert(Number value) {
+    if constexpr (!kIsAsAStreamPrintsIt<Number>) {
+        Stream() << value;
+        return *this;
+    }
     if (kNumberBytes <= kStreamBytes - size_ && isClassic_) {
         char* const text = place_ + size_;
         size_ += static_cast<std::size_t>(ToText(text, text + kNumberBytes, value).ptr - text);
@@ -382,12 +396,7 @@ LogStreamStatement& LogStreamStatement::operator<<(long double value) {
 }
 
 LogStreamStatement& LogStreamStatement::operator<<(const void* address) {
-#if defined(__GLIBCXX__)
     return Insert(address);
-#else
-    Stream() << address;  // each library has its own way
-    return *this;
-#endif
 }
 
 LogStreamStatement& LogStreamStatement::operator<<(char value) {

@@ -86,7 +86,7 @@ extern "C" int pthread_mutex_init(pthread_mutex_t* mutex, pthread_mutexattr_t co
 }
 
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) {
-    static auto* const next = TARQLOG_NEXT(pthread_mutex_lock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_mutex_lock);
     if (tarqlog::Journal::current != nullptr) {
         tarqlog::Journal::current->NoteMutex("lock ", mutex);
     }
@@ -94,7 +94,7 @@ extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) {
 }
 
 extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) {
-    static auto* const next = TARQLOG_NEXT(pthread_mutex_unlock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_mutex_unlock);
     if (tarqlog::Journal::current != nullptr) {
         tarqlog::Journal::current->NoteMutex("unlock ", mutex);
     }
@@ -103,7 +103,7 @@ extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) {
 
 extern "C" std::size_t fwrite(void const* data, std::size_t size, std::size_t count,
                               std::FILE* stream) {
-    static auto* const next = TARQLOG_NEXT(fwrite);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(fwrite);
     if (tarqlog::Journal::current != nullptr) {
         tarqlog::Journal::current->NoteWrite(data, size, count);
     }
@@ -111,7 +111,7 @@ extern "C" std::size_t fwrite(void const* data, std::size_t size, std::size_t co
 }
 
 extern "C" int fputc(int character, std::FILE* stream) {
-    static auto* const next = TARQLOG_NEXT(fputc);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(fputc);
     if (tarqlog::Journal::current != nullptr) {
         tarqlog::Journal::current->Note("fputc " + std::to_string(character));
     }

@@ -1325,8 +1325,7 @@ TEST_F(WholeFileTest, WriteFileWritesOnceAndReplacesTheContent) {
 
 // 32 bits have no room for such a text. A sanitizer's memory is not the one that the program folds,
 // and it would watch gigabytes.
-#if defined(TARQLOG_HUGE_TEXT_PATH) && !defined(TARQLOG_TEST_ASAN) && \
-    !defined(TARQLOG_TEST_TSAN)
+#if defined(TARQLOG_HUGE_TEXT_PATH) && !defined(TARQLOG_TEST_ASAN) && !defined(TARQLOG_TEST_TSAN)
 TEST_F(WholeFileTest, TextOfTwoGibibytesIsNotWritten) {
     ChildResult const result =
         RunProgram(TARQLOG_HUGE_TEXT_PATH, {"WriteFile", "2147483648", Made("file", "old")});

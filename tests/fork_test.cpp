@@ -422,25 +422,31 @@ TEST_F(ForkTest, OtherHandlersOfTheForkMayLog) {
     EXPECT_EQ(TextsOf(ReadWholeFile(path_)), "before\nof the parent\nof the child\n");
 }
 
-TEST_F(ForkTest, ThreadThatIsToBeCancelledForksAllTheSame) {
+#if !defined(_LIBCPP_VERSION)  // LLVM's unwinder crashes on any thread that the C library cancels
+
+TEST_F(ForkTest, ThreadThatIsToBeCancelledForksAndIsCancelledThen) {
     Output([] {
         Add(boost::make_shared<ConsoleAppender>(ConsoleAppender::kStdout));
         Logger logger("core");
         Push(logger, "to be flushed, by what may end a cancelled thread");
         pid_t child = -1;
-        std::thread([&child] {
+        bool goesOn = false;
+        std::thread([&] {
             ::pthread_cancel(::pthread_self());
             child = ::fork();
             if (child == 0) {
                 ::_exit(7);
             }
             ::pthread_testcancel();
+            goesOn = true;
         }).join();
         int status = -1;
         ::waitpid(child, &status, 0);
-        return WEXITSTATUS(status) == 7 ? UseTheCore(logger) : 1;
+        return WEXITSTATUS(status) == 7 && !goesOn ? UseTheCore(logger) : 1;
     });
 }
+
+#endif
 
 TEST_F(ForkTest, LocksThatOtherThreadsHoldAreFreeInTheChild) {
     threads::ThreadMutex mutex;

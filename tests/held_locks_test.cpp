@@ -27,12 +27,12 @@ tarqlog::Fault mutexUnlocks;
 }  // namespace
 
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-    static auto* const next = TARQLOG_NEXT(pthread_mutex_lock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_mutex_lock);
     return mutexLocks.Strikes() ? EAGAIN : next(mutex);
 }
 
 extern "C" int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
-    static auto* const next = TARQLOG_NEXT(pthread_mutex_unlock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_mutex_unlock);
     return mutexUnlocks.Strikes() ? EPERM : next(mutex);
 }
 

@@ -721,6 +721,8 @@ TEST(LogStreamStatementTest, TakesManipulatorsOfWhateverBaseOfAStream) {
     EXPECT_SAME_BYTES("a" << FillWithStars << std::setw(3) << 1 << std::hex << 255 << std::ends);
 }
 
+#if defined(__GLIBCXX__)  // the streams of others are counted and used otherwise
+
 TEST(LogStreamStatementTest, MakesAStreamOnlyForWhatNeedsOne) {
     AddNotingSink();
     Logger logger("a");
@@ -736,6 +738,8 @@ TEST(LogStreamStatementTest, MakesAStreamOnlyForWhatNeedsOne) {
     TARQLOG_INFO(logger) << 1 << std::hex << 2 << Point{3, 4} << std::setw(5) << 6;
     EXPECT_EQ(streamCount.Calls(), before + 1);
 }
+
+#endif
 
 TEST(LogStreamStatementTest, GlobalLocaleOtherThanTheClassicOneIsHeldTo) {
     struct Grouping : std::numpunct<char> {

@@ -109,8 +109,7 @@ TEST(LogRecordStreamBufTest, BlockReturnsItsSizeAndWithSizeZeroWritesNothing) {
 
 // There is no such block where pointers have 32 bits. A sanitizer's memory is not the one that the
 // program folds, and it would watch two gigabytes.
-#if defined(TARQLOG_HUGE_WRITE_PATH) && !defined(TARQLOG_TEST_ASAN) && \
-    !defined(TARQLOG_TEST_TSAN)
+#if defined(TARQLOG_HUGE_WRITE_PATH) && !defined(TARQLOG_TEST_ASAN) && !defined(TARQLOG_TEST_TSAN)
 TEST(LogRecordStreamBufTest, BlockLongerThanAnIntCountsIsWrittenWhole) {
     ChildResult const result = RunProgram(TARQLOG_HUGE_WRITE_PATH);
 

@@ -37,7 +37,7 @@ extern "C" int pthread_mutex_init(pthread_mutex_t* mutex,
 }
 
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-    static auto* const next = TARQLOG_NEXT(pthread_mutex_lock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_mutex_lock);
     tarqlog::lastLocked = mutex;
     return next(mutex);
 }

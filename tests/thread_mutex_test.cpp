@@ -61,17 +61,17 @@ int pthread_mutex_destroy(pthread_mutex_t* mutex) noexcept {
 }
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-    static auto* const next = TARQLOG_NEXT(pthread_mutex_lock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_mutex_lock);
     return locks.Strikes() ? EAGAIN : next(mutex);
 }
 
 int pthread_mutex_trylock(pthread_mutex_t* mutex) noexcept {
-    static auto* const next = TARQLOG_NEXT(pthread_mutex_trylock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_mutex_trylock);
     return tryLocks.Strikes() ? EAGAIN : next(mutex);
 }
 
 int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
-    static auto* const next = TARQLOG_NEXT(pthread_mutex_unlock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_mutex_unlock);
     return unlocks.Strikes() ? EPERM : next(mutex);
 }
 

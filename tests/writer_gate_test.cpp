@@ -142,6 +142,8 @@ TEST(WriterGateTest, WriterThatHoldsALockDoesNotWaitForItsTurn) {
     EXPECT_EQ(conditionWaits.Calls(), 0);
 }
 
+#if !defined(_LIBCPP_VERSION)  // LLVM's unwinder crashes on any thread that the C library cancels
+
 TEST(WriterGateTest, WriterCancelledInItsWaitHoldsNobodyUp) {
     WriterGate gate;
     auto first = std::make_unique<WriterGate::Passage>(gate);
@@ -163,6 +165,8 @@ TEST(WriterGateTest, WriterCancelledInItsWaitHoldsNobodyUp) {
     { WriterGate::Passage const next(gate); }
     gate.StepAside();
 }
+
+#endif
 
 }  // namespace
 }  // namespace tarqlog

@@ -64,4 +64,15 @@ inline void* NextSymbol(void const* own) {
     reinterpret_cast<decltype(&::function)>( \
         ::tarqlog::NextSymbol(reinterpret_cast<void const*>(&::function)))
 
+/// The same, looked up once and without the lock that guards a static object: for the functions of
+/// which such a lock is made.
+#define TARQLOG_NEXT_WITHOUT_LOCK(function)                                            \
+    ([] {                                                                              \
+        static std::atomic<void*> known{nullptr};                                      \
+        if (known.load() == nullptr) {                                                 \
+            known = ::tarqlog::NextSymbol(reinterpret_cast<void const*>(&::function)); \
+        }                                                                              \
+        return reinterpret_cast<decltype(&::function)>(known.load());                  \
+    }())
+
 #endif  // TARQLOG_TESTS_SUPPORT_INTERPOSE_H_

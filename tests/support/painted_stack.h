@@ -31,8 +31,9 @@ inline std::size_t StackUsedBy(std::function<void()> const& body, std::size_t si
             constexpr unsigned char kPaint = 0xA5;
             constexpr std::size_t kOwn = 512;  // what painting itself needs
             char* const here = static_cast<char*>(__builtin_frame_address(0));
+            // Not by a function, whose frame it would paint.
             for (char volatile* place = stack; place < here - kOwn; ++place) {
-                *place = static_cast<char>(kPaint);  // not by a function, whose frame it would paint
+                *place = static_cast<char>(kPaint);
             }
             body();
             char* lowest = stack;

@@ -36,24 +36,24 @@ void AwaitCalls(Fault const& fault, long calls) {
 // The next definitions are looked up once each: these calls are on every thread's road.
 
 extern "C" int pthread_rwlock_wrlock(pthread_rwlock_t* lock) {
-    static auto* const next = TARQLOG_NEXT(pthread_rwlock_wrlock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_rwlock_wrlock);
     tarqlog::WaitAtBarrier();
     return tarqlog::exclusiveLocks.Strikes() ? EDEADLK : next(lock);
 }
 
 extern "C" int pthread_rwlock_rdlock(pthread_rwlock_t* lock) {
-    static auto* const next = TARQLOG_NEXT(pthread_rwlock_rdlock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_rwlock_rdlock);
     return tarqlog::sharedLocks.Strikes() ? EDEADLK : next(lock);
 }
 
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) {
-    static auto* const next = TARQLOG_NEXT(pthread_mutex_lock);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_mutex_lock);
     tarqlog::WaitAtBarrier();
     return tarqlog::mutexLocks.Strikes() ? EDEADLK : next(mutex);
 }
 
 extern "C" int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
-    static auto* const next = TARQLOG_NEXT(pthread_cond_wait);
+    auto* const next = TARQLOG_NEXT_WITHOUT_LOCK(pthread_cond_wait);
     tarqlog::conditionWaits.Strikes();
     return next(condition, mutex);
 }
