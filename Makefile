@@ -19,7 +19,7 @@ FLAGS = -DCMAKE_CXX_FLAGS="$$CPPFLAGS $$CXXFLAGS" \
 	-DCMAKE_EXE_LINKER_FLAGS="$$LDFLAGS" -DCMAKE_SHARED_LINKER_FLAGS="$$LDFLAGS"
 set_up = $(if $(filter no,$(SETUP)),,@scripts/setup $(1))
 
-.PHONY: help setup build demo test soak storms forks faults fuzz bench docs check install slips clean
+.PHONY: help setup build demo test soak storms forks faults fuzz mutants bench docs check install slips clean
 
 help: ## print this
 	@echo 'make TARGET [SETUP=no] [CXXFLAGS=...] [CPPFLAGS=...] [LDFLAGS=...]'
@@ -71,6 +71,10 @@ fuzz: ## make up inputs that might break a property of tests/fuzz, and keep thos
 	cmake --preset fuzz
 	cmake --build --preset fuzz
 	scripts/fuzz $$((MINUTES * 60))
+
+mutants: ## slip in src/ in every place, and name the slips that the tests do not notice (FILE=src/logger.cpp)
+	$(call set_up,mutants)
+	scripts/mutants $(FILE)
 
 bench: ## measure us beside other libraries that write the same lines (QUICK=1, or DRAW=1 for the page)
 	$(call set_up,bench)
