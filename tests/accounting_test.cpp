@@ -284,6 +284,8 @@ TEST_F(AccountTest, OfABatchThatDoesNotFitTheWholeLinesAreWritten) {
         EXPECT_EQ(LinesIn(path_), 5);
         std::filesystem::remove(path_);
     }
+    EXPECT_EQ(LogUpTo(7 * line_, 10, 8), "written 7, lost 1");
+    std::filesystem::remove(path_);
     EXPECT_EQ(LogUpTo(0, 10, 8), "written 0, lost 8");
 }
 

@@ -1316,6 +1316,17 @@ TEST_F(FileAppenderTest, SizeThatNoNumberHoldsIsNoSize) {
     EXPECT_EQ(RecordsUntilClose(appender), 64);
 }
 
+TEST_F(FileAppenderTest, LargestSizeThatANumberHoldsIsASize) {
+    WatchedAppender appender(path_, LLONG_MAX, 10, kTruncate);
+    Log64(appender, 1, 1);
+    Journal journal;
+    journal.Answer("lseek", LLONG_MAX - 64, 0, 1);
+    Log(appender, "text");
+
+    ASSERT_EQ(journal.Hits(), 1);
+    EXPECT_EQ(appender.exceeded, 1);
+}
+
 TEST_F(FileAppenderTest, FileThatCannotBeRemovedIsEmptiedAllTheSame) {
     FileAppender appender(path_, 1, 0, kTruncate);
     Log64(appender, 1, 16);

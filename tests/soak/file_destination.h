@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
+#include <list>
 #include <string>
 #include <system_error>
 
@@ -105,7 +106,7 @@ private:
         } else if (plant_ == Plant::kLeakedDescriptor) {
             ::open("/dev/null", O_RDONLY | O_CLOEXEC);
         } else if (plant_ == Plant::kGrowingMemory) {
-            hoard_.append(1000000, 'x');
+            hoard_.emplace_back(100000, 'x');
         }
     }
 
@@ -115,7 +116,7 @@ private:
     std::string const lost_;  // replaced or deleted at the limit
     Plant const plant_;
     long records_ = 0;
-    std::string hoard_;
+    std::list<std::string> hoard_;
 };
 
 /// A FileAppender's files, which others rename and delete.
