@@ -121,6 +121,7 @@ void Soak::RunRound(bool isWarmingUp) {
 }
 
 void Soak::RunLastRound() {
+    bool const isOnlyOne = totals_.rounds == 0;  // interrupted so soon that nothing is known yet
     LogARound();
     Working const working(pulses_.back());
     core_.RemoveAllSinks();
@@ -128,7 +129,7 @@ void Soak::RunLastRound() {
         destination->Destroy();
     }
     AccountForLines();
-    AccountForResources(false, 0);
+    AccountForResources(isOnlyOne, 0);
 }
 
 void Soak::LogARound() {
