@@ -1,7 +1,6 @@
 #include "tarqlog/android_appender.h"
 
 #include <cstdio>
-#include <new>
 #include <string>
 #include <type_traits>
 
@@ -53,18 +52,9 @@ TEST(AndroidAppenderTest, RecordGetsTheShortHeaderAndIsWrittenNowhere) {
 
 TEST(AndroidAppenderTest, ConstructionWithoutMemoryThrowsAndLeavesNothingBehind) {
     std::string const tag(1000, 'x');
-    unsigned long failures = 0;
-    for (bool built = false; !built;) {
-        try {
-            AllocationLimit const limit(failures);
-            AndroidAppender const appender(tag);
-            built = true;
-        } catch (std::bad_alloc const&) {
-            ++failures;
-        }
-    }
+    auto const build = [&] { AndroidAppender const appender(tag); };
 
-    EXPECT_GE(failures, 2U);  // base, tag
+    EXPECT_GE(FailuresUntilBuilt(build), 2U);  // base, tag
 }
 
 }  // namespace

@@ -237,18 +237,9 @@ TEST(LoggerTest, ThrowingAppenderLeavesTheLoggerUsable) {
 
 TEST(LoggerTest, ConstructionWithoutMemoryThrowsAndLeavesNothingBehind) {
     std::string const tag(1000, 'x');
-    unsigned long failures = 0;
-    for (bool built = false; !built;) {
-        try {
-            AllocationLimit const limit(failures);
-            Logger const logger(tag.c_str());
-            built = true;
-        } catch (std::bad_alloc const&) {
-            ++failures;
-        }
-    }
+    auto const build = [&] { Logger const logger(tag.c_str()); };
 
-    EXPECT_GE(failures, 4U);  // own part, both locks, tag
+    EXPECT_GE(FailuresUntilBuilt(build), 4U);  // own part, both locks, tag
 }
 
 TEST(LoggerTest, ExhaustedMemoryInARefreshPassesAndTheNextQuestionIsAnswered) {

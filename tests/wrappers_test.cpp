@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <functional>
 #include <iterator>
-#include <new>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -511,18 +510,9 @@ TEST_F(JsonLinesAppenderTest, EachByteThatIsNoUtf8IsTheReplacementCharacter) {
 }
 
 TEST_F(JsonLinesAppenderTest, ConstructionWithoutMemoryThrowsAndLeavesNothingBehind) {
-    unsigned long failures = 0;
-    for (bool built = false; !built;) {
-        try {
-            AllocationLimit const limit(failures);
-            JsonLinesAppender const appender(inner_);
-            built = true;
-        } catch (std::bad_alloc const&) {
-            ++failures;
-        }
-    }
+    auto const build = [&] { JsonLinesAppender const appender(inner_); };
 
-    EXPECT_GE(failures, 5U);  // base, own part, its part, the pattern and a piece of it
+    EXPECT_GE(FailuresUntilBuilt(build), 5U);  // base, own part, its part, pattern, piece of it
 }
 
 TEST_F(JsonLinesAppenderTest, RecordThatNoLoggerPushedStopsTheProcess) {

@@ -2,6 +2,7 @@
 #define TARQLOG_TESTS_SUPPORT_ALLOCATIONS_H_
 
 #include <cstddef>
+#include <new>
 
 namespace tarqlog {
 
@@ -26,6 +27,19 @@ public:
     /// How often `new` was refused.
     unsigned long Refused() const;
 };
+
+/// How often `build` ends in std::bad_alloc when it is allowed one more allocation each time.
+template <class Build>
+unsigned long FailuresUntilBuilt(Build const& build) {
+    for (unsigned long failures = 0;; ++failures) {
+        try {
+            AllocationLimit const limit(failures);
+            build();
+            return failures;
+        } catch (std::bad_alloc const&) {
+        }
+    }
+}
 
 /// While it lives, this thread's `delete` leaves `number` in errno, as it may.
 class ErrnoAfterDelete {
