@@ -47,6 +47,14 @@ std::unique_ptr<LogRecord> Build(Line line) {
     return record;
 }
 
+/// Nobody needs to wait a minute for a thread that hangs on purpose.
+[[noreturn]] void Hang(Pulse& pulse) {
+    pulse.patience = std::chrono::seconds(1);
+    while (true) {
+        ::pause();
+    }
+}
+
 }  // namespace
 
 Soak::Soak(int linesPerWriter, Plant plant, std::atomic<bool> const& isInterrupted)
@@ -183,8 +191,8 @@ void Soak::Push(int writer) {
         if (line % kLinesPerLogger == 0) {
             logger.emplace(TagOf(writer).c_str());
         }
-        while (plant_ == Plant::kHungThread && writer == 3 && line == 50) {
-            ::pause();
+        if (plant_ == Plant::kHungThread && writer == 3 && line == 50) {
+            Hang(pulse);
         }
         Line const pushed{writer, firstLine_ + line};
         generations.push_back(writer == kUnluckyWriter ? PushUnluckily(*logger, pushed)

@@ -45,9 +45,7 @@ constexpr int kLinesPerWriter = 4000;     // in a round; enough for far more tha
 constexpr int kLinesWhenInAHurry = 1000;  // enough for nine
 constexpr long kMinRounds = 2;            // the second is held to what the first one needed
 constexpr minutes kReportPeriod(1);
-constexpr minutes kWarmUp(1);             // or the first round, when there is no more time
-constexpr seconds kPatience(60);          // with a thread that makes no step
-constexpr seconds kPatienceWithPlant(2);  // when one hangs on purpose
+constexpr minutes kWarmUp(1);  // or the first round, when there is no more time
 constexpr int kMaxMinutes = 7 * 24 * 60;
 constexpr std::size_t kMaxComplaints = 10;  // to be printed
 
@@ -134,7 +132,6 @@ bool Run(minutes duration, Plant plant) {
     int const lines = duration > minutes(0) ? kLinesPerWriter : kLinesWhenInAHurry;
     Soak soak(lines, plant, isInterrupted);
     Watchdog const watchdog(soak.Pulses(),
-                            plant == Plant::kHungThread ? kPatienceWithPlant : kPatience,
                             [&soak](std::string const& hung) { GiveUp(soak.Directory(), hung); });
     RunUntil(soak, duration, start);
     auto const elapsed = std::chrono::duration_cast<seconds>(Clock::now() - start);

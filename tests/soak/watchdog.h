@@ -17,6 +17,7 @@ struct Pulse {
     std::string const name;
     std::atomic<bool> isAlive{false};
     std::atomic<long> steps{0};
+    std::atomic<std::chrono::seconds> patience{std::chrono::minutes(1)};  // when it makes no step
 };
 
 /// While it lives, the thread is expected to make steps.
@@ -36,9 +37,8 @@ private:
 class Watchdog {
 public:
     /// @param onHang  is called once, on a thread of the watchdog's, with what stands still
-    Watchdog(std::deque<Pulse> const& pulses, std::chrono::milliseconds patience,
-             std::function<void(std::string const&)> onHang)
-        : pulses_(pulses), patience_(patience), onHang_(std::move(onHang)) {
+    Watchdog(std::deque<Pulse> const& pulses, std::function<void(std::string const&)> onHang)
+        : pulses_(pulses), onHang_(std::move(onHang)) {
         thread_ = std::thread([this] { Watch(); });
     }
 
@@ -72,19 +72,18 @@ private:
         }
     }
 
-    std::string Look(Pulse const& pulse, Seen& last) const {
+    static std::string Look(Pulse const& pulse, Seen& last) {
         Clock::time_point const now = Clock::now();
         long const steps = pulse.steps;
         if (!pulse.isAlive || steps != last.steps) {
             last = {steps, now};
         }
-        return now - last.since < patience_
+        return now - last.since < pulse.patience.load()
                    ? ""
                    : "\n  " + pulse.name + ", after step " + std::to_string(steps);
     }
 
     std::deque<Pulse> const& pulses_;
-    std::chrono::milliseconds const patience_;
     std::function<void(std::string const&)> const onHang_;
     std::atomic<bool> isOver_{false};
     std::thread thread_;
