@@ -149,7 +149,7 @@ std::string ToText(Severity severity) {
         text = "all";
     }
     if (unsigned int const others = severity & ~kAllSeverities) {
-        char number[16];
+        char number[11];  // up to "0xffffffff"
         std::snprintf(number, sizeof number, "0x%x", others);
         text += (text.empty() ? "" : "+") + std::string(number);
     }

@@ -95,11 +95,12 @@ int TransferAll(Byte* position, int dataSize, Transfer transfer) {
 
 template <class Call>
 bool UntilUninterrupted(Call call) {
-    int result = 0;
-    do {
-        result = call();
-    } while (result < 0 && errno == EINTR);
-    return result == 0;
+    while (call() != 0) {
+        if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
 }
 
 /// Asks for a bit and not for the whole type, on purpose: sockets have a file's bit, too, and block
@@ -121,9 +122,9 @@ std::string::size_type NameStart(std::string const& path) {
     return path.rfind(kSeparator) + 1;  // of npos, 0
 }
 
-void StoreBytes(fsblkcnt_t blocks, unsigned long blockSize, long long* bytes) {
+void StoreBytes(fsblkcnt_t blocks, struct statvfs const& space, long long* bytes) {
     if (bytes != nullptr) {
-        *bytes = static_cast<long long>(static_cast<unsigned long long>(blocks) * blockSize);
+        *bytes = static_cast<long long>(static_cast<unsigned long long>(blocks) * space.f_frsize);
     }
 }
 
@@ -284,10 +285,7 @@ std::string::size_type GetFilename(std::string const& path) {
 std::string::size_type GetExtension(std::string const& path) {
     std::string::size_type const nameStart = GetFilename(path);
     std::string::size_type const dot = path.rfind('.');
-    if (nameStart == std::string::npos || dot == std::string::npos || dot <= nameStart) {
-        return std::string::npos;
-    }
-    return dot;
+    return dot > nameStart ? dot : std::string::npos;  // which either may be, and nothing is larger
 }
 
 void RemoveTrailingSeparators(std::string* path) {
@@ -350,9 +348,9 @@ bool GetDiskSpaceInfo(std::string const& path, long long* total, long long* avai
     if (::statvfs(path.c_str(), &space) != 0) {
         return false;
     }
-    StoreBytes(space.f_blocks, space.f_frsize, total);
-    StoreBytes(space.f_bavail, space.f_frsize, available);
-    StoreBytes(space.f_bfree, space.f_frsize, free);
+    StoreBytes(space.f_blocks, space, total);
+    StoreBytes(space.f_bavail, space, available);
+    StoreBytes(space.f_bfree, space, free);
     return true;
 }
 

@@ -37,7 +37,7 @@ Level const& LevelOf(LogRecord const& record) {
     return kLevels[SeverityIndex(record.GetSeverity())];
 }
 
-void AppendNumber(std::string& header, unsigned long number, std::size_t width) {
+void AppendNumber(std::string& header, unsigned long number, std::size_t width = 1) {
     char digits[20];
     char const* const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
     auto const length = static_cast<std::size_t>(end - digits);
@@ -46,7 +46,7 @@ void AppendNumber(std::string& header, unsigned long number, std::size_t width) 
 }
 
 /// The same with a minus sign where there is one, which `width` counts.
-void AppendSigned(std::string& header, int number, std::size_t width) {
+void AppendSigned(std::string& header, int number, std::size_t width = 1) {
     if (number < 0) {
         header += '-';
         AppendNumber(header, static_cast<unsigned long>(-static_cast<long>(number)), width - 1);
@@ -58,7 +58,7 @@ void AppendSigned(std::string& header, int number, std::size_t width) {
 /// "<4>".
 void AppendPriority(std::string& header, Severity severity) {
     header += '<';
-    AppendNumber(header, static_cast<unsigned long>(SeverityToSyslogSeverity(severity)), 1);
+    AppendNumber(header, static_cast<unsigned long>(SeverityToSyslogSeverity(severity)));
     header += '>';
 }
 
@@ -244,13 +244,13 @@ void Pattern::AppendRecordField(std::string& header, char flag, LogRecord const&
             AppendPriority(header, record.GetSeverity());
             break;
         case 't':
-            AppendNumber(header, record.GetThreadId(), 1);
+            AppendNumber(header, record.GetThreadId());
             break;
         case 'n':
             AppendTag(header, record);
             break;
         case 'P':
-            AppendSigned(header, ::getpid(), 1);
+            AppendSigned(header, ::getpid());
             break;
         default:
             defaultHeader_(header, record);

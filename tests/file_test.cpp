@@ -1312,6 +1312,16 @@ TEST_F(WholeFileTest, OneByteLessIsReadAndWithoutMemoryTheFileIsClosed) {
     EXPECT_EQ(closes.Calls() - before, 1);
 }
 
+TEST_F(WholeFileTest, FileThatIsEmptiedWhileItIsReadIsEmpty) {
+    std::string const path = Made("file");
+    std::vector<char> bytes = Bytes("old");
+    claimedEnd = 5;
+
+    EXPECT_TRUE(ReadFile(path, &bytes));
+
+    EXPECT_EQ(bytes, Bytes(""));
+}
+
 TEST_F(WholeFileTest, WriteFileWritesOnceAndReplacesTheContent) {
     std::string const path = Made("file", "an older and longer content");
 

@@ -232,6 +232,32 @@ TEST_F(ForkTest, WithoutAConsoleAppenderStandardOutputIsLeftAlone) {
               "the program's own;the program's own;");
 }
 
+// Which has no buffer unless the program gives it one.
+
+TEST_F(ForkTest, LinesInTheBufferOfStandardErrorComeOutOnce) {
+    ChildResult const result = RunInChild([] {
+        std::setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
+        Add(boost::make_shared<ConsoleAppender>(ConsoleAppender::kStderr));
+        Logger logger("core");
+        Push(logger, "before");
+        return StatusOfChild([] { return 0; });
+    });
+
+    EXPECT_EQ(result.exitStatus, 0) << result.errors;
+    EXPECT_EQ(TextsOf(result.errors), "before\n");
+}
+
+TEST_F(ForkTest, WithoutAConsoleAppenderStandardErrorIsLeftAlone) {
+    ChildResult const result = RunInChild([] {
+        std::setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
+        std::fputs("the program's own;", stderr);
+        return StatusOfChild([] { return 0; });
+    });
+
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.errors, "the program's own;the program's own;");
+}
+
 TEST_F(ForkTest, ChildSendsFromASocketOfItsOwn) {
     ListeningPort port;
     Add(boost::make_shared<UdpAppender>("127.0.0.1", port.Number()));

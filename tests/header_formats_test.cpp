@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <new>
 #include <random>
@@ -31,12 +32,16 @@ namespace {
 
 long long timeMs;
 Fault hostFault;
+bool isHostEndless = false;
 
 }  // namespace
 }  // namespace tarqlog
 
 extern "C" int gethostname(char* name, std::size_t size) noexcept {
     int const answer = TARQLOG_NEXT(gethostname)(name, size);
+    if (tarqlog::isHostEndless) {  // a name that is too long need not end in a NUL
+        std::memset(name, 'h', size);
+    }
     return tarqlog::hostFault.Strikes() ? -1 : answer;  // a name that is too long is there in part
 }
 
@@ -201,6 +206,14 @@ TEST_F(PatternHeaderTest, HostIsTheSystemsName) {
     EXPECT_EQ(Header(PatternHeader("%h")), name);
 }
 
+TEST_F(PatternHeaderTest, HostHasAtMost255Bytes) {
+    isHostEndless = true;
+    PatternHeader const pattern("%h");
+    isHostEndless = false;
+
+    EXPECT_EQ(Header(pattern), std::string(255, 'h'));
+}
+
 TEST_F(PatternHeaderTest, HostThatTheSystemDoesNotNameIsNothing) {
     hostFault.StrikeAt(1);
 
@@ -221,17 +234,27 @@ TEST_F(PatternHeaderTest, TimeIsUtcUnlessLocalTimeIsAskedFor) {
               "2023-11-15T03:58:20.123+05:45");
 }
 
-TEST_F(PatternHeaderTest, OffsetWestOfUtcIsNegative) {
-    ChildResult const child = RunInChild([] {
-        SetVariable("TZ", "NST3:30");
-        ::tzset();
-        PatternHeader const pattern("%H:%M%z", PatternHeader::kLocalTime);
-        std::fputs(Header(pattern).c_str(), stdout);
-        std::fflush(stdout);
-        return 0;
-    });
-
-    EXPECT_EQ(child.output, "18:43-03:30");
+TEST_F(PatternHeaderTest, OffsetIsInHoursAndMinutesAndNegativeWestOfUtc) {
+    struct {
+        char const* zone;
+        char const* header;
+    } const cases[] = {
+        {"NST3:30", "18:43-03:30"},    {"UTC0", "22:13+00:00"},   {"EST-5", "03:13+05:00"},
+        {"XST-5:59", "04:12+05:59"},   {"LIT-14", "12:13+14:00"}, {"XST12", "10:13-12:00"},
+        {"XST0:00:59", "22:12-00:00"},  // seconds are cut
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.zone);
+        ChildResult const child = RunInChild([&] {
+            SetVariable("TZ", c.zone);
+            ::tzset();
+            PatternHeader const pattern("%H:%M%z", PatternHeader::kLocalTime);
+            std::fputs(Header(pattern).c_str(), stdout);
+            std::fflush(stdout);
+            return 0;
+        });
+        EXPECT_EQ(child.output, c.header);
+    }
 }
 
 TEST_F(PatternHeaderTest, BeforeTheEpochMillisecondsCountForward) {

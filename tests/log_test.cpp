@@ -321,6 +321,21 @@ TEST_F(LogStatementTest, PassesOnWhatAnAppenderThrows) {
     EXPECT_THROW(TARQLOG_INFO_P(logger, "x"), std::runtime_error);
 }
 
+TEST_F(LogStatementTest, KeepsThePlaceOfWhatCannotBeFormatted) {
+    EXPECT_EQ(TextOfOne([](Logger& log) {
+                  LogStatement statement(log, kInfo);
+                  statement.Begin("folder/file.cpp", 42);
+                  statement.Guard(
+                      [](LogStatement& inner, void const*) -> bool {
+                          inner.Append("half", 4);
+                          throw 5;
+                      },
+                      nullptr);
+                  statement.Push();
+              }),
+              "file.cpp:42 format error: unknown");
+}
+
 TEST_F(LogStatementTest, IsPushedWhileAnExceptionIsInFlight) {
     auto const appender = AddNotingSink();
     Logger logger("a");
@@ -482,6 +497,39 @@ TEST_F(LogStatementTest, AllocatesNothingButTheRecordsText) {
     // One growth, whatever the length; the NUL behind it fits.
     EXPECT_EQ(AllocationsOf(logger, [&](Logger& log) { TARQLOG_INFO_P(log, "%s", text.c_str()); }),
               2UL);
+}
+
+int Thrown() {
+    throw std::runtime_error("x");
+}
+
+TEST_F(LogStatementTest, FreesItsMemoryHoweverItEnds) {
+    struct ThrowingAppender : SilentAppender {
+        void DoAppend(LogRecord const&) override { throw std::runtime_error("disk on fire"); }
+    };
+    LogCore::Get()->AddSink({FilterRule("silent", kAllSeverities)},
+                            SinkOf(boost::make_shared<SilentAppender>()));
+    LogCore::Get()->AddSink({FilterRule("throwing", kAllSeverities)},
+                            SinkOf(boost::make_shared<ThrowingAppender>()));
+    Logger silent("silent");
+    Logger throwing("throwing");
+    ASSERT_TRUE(silent.HasSink(kInfo) && throwing.HasSink(kInfo));
+    std::string const text(2000, 'x');
+    long const before = LiveAllocations();
+    {
+        LogRecord const record(kInfo);
+        ASSERT_EQ(LiveAllocations(), before + 1) << "the count does not count";
+    }
+
+    TARQLOG_INFO(silent) << 1 << text;
+    TARQLOG_INFO(silent) << 1 << std::hex << text;
+    TARQLOG_INFO_P(silent, "%d %s", 1, text.c_str());
+    EXPECT_EQ(LiveAllocations(), before);
+    EXPECT_THROW(TARQLOG_INFO(throwing) << 1, std::runtime_error);
+    EXPECT_THROW(TARQLOG_INFO_P(throwing, "%d", 1), std::runtime_error);
+    EXPECT_THROW(TARQLOG_INFO(silent) << 1 << Thrown(), std::runtime_error);
+    EXPECT_THROW(TARQLOG_INFO(silent) << std::hex << 1 << Thrown(), std::runtime_error);
+    EXPECT_EQ(LiveAllocations(), before);
 }
 
 #if !defined(TARQLOG_TEST_ASAN) && !defined(TARQLOG_TEST_TSAN)
@@ -991,7 +1039,8 @@ TEST(LogLimitTest, EveryTOfNoTimeIsAlwaysAndOfAllTimeOnce) {
     for (double const seconds : {0.0, -1.0, none}) {
         EXPECT_EQ(AnswersAt({7, 7, 6}, seconds), "111");
     }
-    for (double const seconds : {all, 1e300, 9.3e9}) {
+    double const oneMore = 9223372036.854776;  // nanoseconds than there are
+    for (double const seconds : {all, 1e300, 9.3e9, oneMore}) {
         EXPECT_EQ(AnswersAt({7, 8, kEnd - 1}, seconds), "100") << seconds;
     }
     EXPECT_EQ(AnswersAt({kEnd - 10, kEnd - 9}, 1), "10");

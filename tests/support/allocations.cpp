@@ -7,6 +7,7 @@
 namespace {
 
 thread_local unsigned long allocationCount = 0;
+thread_local long liveAllocations = 0;
 thread_local std::size_t lastAllocationSize = 0;
 thread_local bool isLimited = false;
 thread_local unsigned long allowedAllocations = 0;
@@ -23,6 +24,7 @@ void* Allocate(std::size_t size) {
     if (isLimited) {
         --allowedAllocations;
     }
+    ++liveAllocations;
     return std::malloc(size != 0 ? size : 1);
 }
 
@@ -41,8 +43,12 @@ void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
 }
 
 void operator delete(void* memory) noexcept {
+    if (memory == nullptr) {
+        return;
+    }
+    --liveAllocations;
     std::free(memory);
-    if (memory != nullptr && errnoAfterDelete != 0) {
+    if (errnoAfterDelete != 0) {
         errno = errnoAfterDelete;
     }
 }
@@ -55,6 +61,10 @@ namespace tarqlog {
 
 unsigned long AllocationCount() {
     return allocationCount;
+}
+
+long LiveAllocations() {
+    return liveAllocations;
 }
 
 std::size_t LastAllocationSize() {

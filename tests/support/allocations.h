@@ -12,6 +12,9 @@ namespace tarqlog {
 /// How often this thread has called `new`.
 unsigned long AllocationCount();
 
+/// By how much this thread's calls of `new` outnumber those of `delete`.
+long LiveAllocations();
+
 /// How many bytes this thread's last `new` asked for.
 std::size_t LastAllocationSize();
 
