@@ -151,15 +151,15 @@ void MakeRoll(std::string const& path, Settings& settings, Destination& destinat
 void MakeUdp(std::string const& operand, Settings&, Destination& destination) {
     std::string::size_type const colon = operand.rfind(':');
     std::string const host = operand.substr(0, colon);
-    std::optional<unsigned long long> const port =
-        colon == std::string::npos ? std::nullopt : ToNumber(operand.substr(colon + 1));
-    if (host.empty() || !port || *port == 0 || *port > USHRT_MAX) {
+    unsigned long long const port =
+        colon == std::string::npos ? 0 : ToNumber(operand.substr(colon + 1)).value_or(0);
+    if (host.empty() || port == 0 || port > USHRT_MAX) {
         throw UsageError("it needs a host and a port from 1 to 65535, as in udp:loghost:514");
     }
     destination.open = [=] {
         Outlet outlet;
         boost::shared_ptr<DatagramAppender> const appender =
-            OpenDatagrams(host, static_cast<unsigned short>(*port));
+            OpenDatagrams(host, static_cast<unsigned short>(port));
         outlet.appender = appender;
         outlet.datagrams = appender.get();
         return outlet;
