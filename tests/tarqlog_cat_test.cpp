@@ -1139,6 +1139,7 @@ TEST(TarqlogCatTest, ErrorInTheOptionsIsOneLine) {
          "--until '': not a time as in 2026-11-21 or 2026-11-21T16:49:11.406, nor so long ago as "
          "in 90s, 10m, 2h or 3d"},
         {{"-o", "stdout", "x"}, "cat has no option -o"},
+        {{"-f-", "x"}, "cat has no option -f-"},
     };
     for (auto const& row : kCases) {
         SCOPED_TRACE(row.errors);

@@ -224,6 +224,13 @@ TEST(TarqlogToolTest, EmptyTagIsTheRoot) {
     EXPECT_EQ(Output({"--tag=", "--prio-prefix"}, "<4>x\n"), "W ):x\n");
 }
 
+TEST(TarqlogToolTest, ValueOfAnOptionMayLookLikeAnOption) {
+    EXPECT_EQ(Output({"-t", "--tag="}, "x\n"), "I (--tag=):x\n");
+    EXPECT_EQ(Output({"--tag", "--escape=1"}, "x\n"), "I (--escape=1):x\n");
+    EXPECT_EQ(Output({"-t", "--", "--tag="}, "x\n"), "I ):x\n");
+    EXPECT_EQ(Output({"-tweb", "--tag="}, "x\n"), "I ):x\n");
+}
+
 TEST(TarqlogToolTest, LevelMayBeSpeltInManyWays) {
     struct {
         char letter;

@@ -246,6 +246,7 @@ private:
     bool IsFlag(std::string const& option) const {
         return Has(option) && app_.get_option(option)->get_items_expected_max() == 0;
     }
+    bool IsBeforeItsValue(std::string const& argument) const;
     std::vector<std::string> Arguments(int argc, char const* const* argv) const;
     std::vector<std::string> TakeCommand(int& argc, char const* const* argv);
     bool ParseArguments(std::vector<std::string> arguments);
@@ -367,14 +368,36 @@ void CommandLine::AddSelectionOptions() {
                   "go on as the FILEs grow and roll, until interrupted");
 }
 
+/// Whether the argument is an option, or ends in one, whose value is the next argument.
+bool CommandLine::IsBeforeItsValue(std::string const& argument) const {
+    if (argument.compare(0, 2, "--") == 0) {
+        return Has(argument) && !IsFlag(argument);
+    }
+    for (std::string::size_type i = 1; i < argument.size() && argument[0] == '-'; ++i) {
+        std::string const option = {'-', argument[i]};
+        if (option == kEndOfOptions) {
+            RefuseOption(argument);  // what CLI11 would take "-f-" for, too
+        }
+        if (!IsFlag(option)) {  // the rest is its value, if there is a rest
+            return Has(option) && i + 1 == argument.size();
+        }
+    }
+    return false;
+}
+
 /// The arguments from last to first, as CLI11 takes them. It would give "--tag=" the next argument
 /// for a value; as two arguments there is no doubt.
 std::vector<std::string> CommandLine::Arguments(int argc, char const* const* argv) const {
     std::vector<std::string> arguments;
     bool optionsEnded = false;
     for (int i = 1; i < argc; ++i) {
-        std::string argument = argv[i];
+        std::string const argument = argv[i];
         optionsEnded = optionsEnded || argument == kEndOfOptions;
+        if (!optionsEnded && i + 1 < argc && IsBeforeItsValue(argument)) {
+            arguments.push_back(argument);
+            arguments.emplace_back(argv[++i]);  // whatever it looks like
+            continue;
+        }
         std::string::size_type const equals = argument.find('=');
         bool const hasValue = !optionsEnded && equals > 2 && equals != std::string::npos &&
                               argument.compare(0, 2, "--") == 0;
