@@ -328,6 +328,8 @@ std::string const kNotUtf8[] = {
     "\xc3",              // cut short
     "\xe2\x82",          //
     "\xf0\x9f\x98",      //
+    "\xc3\xc0",          // broken off
+    "\xe1\x80\xc0",      //
 };
 
 /// Each byte as `\xNN`.

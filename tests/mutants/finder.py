@@ -309,7 +309,8 @@ class Finder:
             if variable.kind == CursorKind.VAR_DECL and parts and parts[-1].kind.is_expression():
                 start, end = self.span(parts[-1])
                 isAssigned = self.source[:start].rstrip().endswith(b"=")
-                if isAssigned and without_conversions(parts[-1]).kind not in LITERALS:
+                isPlain = self.is_plain(parts[-1]) or without_conversions(parts[-1]).kind in LITERALS
+                if isAssigned and not isPlain:
                     isDeduced = b"auto" in self.source[self.span(variable)[0]:start]
                     plain = f"std::decay_t<decltype({self.text(parts[-1])})>{{}}" if isDeduced else "{}"
                     self.add("statement", start, end, plain)
@@ -321,8 +322,13 @@ class Finder:
         if children[0].type.get_canonical().kind == TypeKind.BOOL:
             if not self.is_negated_otherwise(children[0]):
                 self.add("statement", start, end, f"!({self.text(children[0])})")
-        else:
+        elif not self.is_plain(children[0]):
             self.add("statement", start, end, "{}")
+
+    def is_plain(self, expression):
+        """Whether it is the plain value of its type already: `Type()`, 0 or null."""
+        text = self.text(expression)
+        return text in ("0", "nullptr") or text.endswith("()") and expression.type.spelling.split("::")[-1] == text[:-2].split("::")[-1]
 
     # Constants
 
