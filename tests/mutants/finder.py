@@ -328,7 +328,9 @@ class Finder:
     def is_plain(self, expression):
         """Whether it is the plain value of its type already: `Type()`, 0 or null."""
         text = self.text(expression)
-        return text in ("0", "nullptr") or text.endswith("()") and expression.type.spelling.split("::")[-1] == text[:-2].split("::")[-1]
+        if text in ("0", "nullptr"):
+            return True
+        return text.endswith("()") and text[:-2].split("::")[-1] == expression.type.spelling.split("::")[-1]
 
     # Constants
 
