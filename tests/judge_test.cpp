@@ -127,7 +127,9 @@ TEST(JudgeTest, LineWithoutItsEndIsTornOnce) {
     std::string const line = Written({0, 1});
     for (std::string::size_type size = 1; size < line.size(); ++size) {
         SCOPED_TRACE(size);
-        EXPECT_EQ(VerdictOn(Written({0, 0}) + line.substr(0, size), 1).torn, 1);
+        Verdict const verdict = VerdictOn(Written({0, 0}) + line.substr(0, size), 1);
+        EXPECT_EQ(verdict.torn, 1);
+        EXPECT_EQ(verdict.unended, size == line.size() - 1 ? 1 : 0);
     }
 }
 
@@ -137,6 +139,7 @@ TEST(JudgeTest, WholeTextInATornLineIsFound) {
     EXPECT_EQ(verdict.torn, 1);
     EXPECT_EQ(verdict.lost, 1);
     EXPECT_EQ(verdict.found, 1);
+    EXPECT_EQ(verdict.unended, 0);
 }
 
 TEST(JudgeTest, TwoTextsOnALineAreTorn) {
@@ -144,6 +147,7 @@ TEST(JudgeTest, TwoTextsOnALineAreTorn) {
     Verdict const verdict = VerdictOn(line.substr(0, line.size() - 1) + Written({0, 1}), 2);
     EXPECT_EQ(verdict.torn, 1);
     EXPECT_EQ(verdict.lost, 0);
+    EXPECT_EQ(verdict.unended, 1);
 }
 
 TEST(JudgeTest, TextWithoutItsHeaderIsTorn) {

@@ -14,8 +14,9 @@ void Judge::Read(std::string_view content) {
         if (IsPreamble(piece)) {
             continue;
         }
-        bool const isWhole = ReadPiece(piece);
-        torn_ += isWhole && end != std::string_view::npos ? 0 : 1;
+        bool const hasEnd = end != std::string_view::npos;
+        bool const isWhole = ReadPiece(piece, hasEnd);
+        torn_ += isWhole && hasEnd ? 0 : 1;
     }
 }
 
@@ -31,7 +32,7 @@ bool Judge::IsPreamble(std::string_view piece) const {
 
 /// A piece is what stands between two line feeds. Whole texts in it count, even when it is torn.
 /// False when it is.
-bool Judge::ReadPiece(std::string_view piece) {
+bool Judge::ReadPiece(std::string_view piece, bool hasEnd) {
     bool isWhole = false;
     for (std::size_t at = piece.find('#'); at != std::string_view::npos; at = piece.find('#', at)) {
         std::optional<ParsedLine> const parsed = ParseText(piece.substr(at));
@@ -46,6 +47,7 @@ bool Judge::ReadPiece(std::string_view piece) {
             headerSize_ = std::max(headerSize_, header.size());
         }
         Note(parsed->line);
+        unended_ += at == piece.size() && hasEnd ? 0 : 1;
     }
     return isWhole;
 }
@@ -76,6 +78,7 @@ Verdict Judge::Decide(std::vector<long> const& due, Window const& window) const 
     verdict.doubled = doubled_;
     verdict.reordered = reordered_;
     verdict.torn = torn_;
+    verdict.unended = unended_;
     for (std::vector<int> const& copies : found_) {
         verdict.found +=
             std::count_if(copies.begin(), copies.end(), [](int count) { return count > 0; });

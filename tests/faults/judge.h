@@ -26,6 +26,7 @@ struct Verdict {
     long doubled = 0;
     long reordered = 0;  // behind a later line of their thread, in one file
     long torn = 0;       // lines of a file that are not one header and one text
+    long unended = 0;    // texts that are found, but not the end of their line
 };
 
 /// Counts the lines in files.
@@ -45,7 +46,7 @@ public:
 
 private:
     bool IsPreamble(std::string_view piece) const;
-    bool ReadPiece(std::string_view piece);
+    bool ReadPiece(std::string_view piece, bool hasEnd);
     void Note(Line line);
     bool IsFound(std::size_t thread, long number) const;
 
@@ -57,6 +58,7 @@ private:
     long doubled_ = 0;
     long reordered_ = 0;
     long torn_ = 0;
+    long unended_ = 0;
 };
 
 }  // namespace tarqlog::faults

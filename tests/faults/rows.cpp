@@ -673,12 +673,15 @@ std::string Alive(Outcome const& outcome) {
            Above("reordered", outcome.verdict.reordered, 0);
 }
 
-/// What the library says of its own losses is true, where nobody else has lost any.
+/// What the library says of its own losses is true, where nobody else has lost any. A line of which
+/// only the end is not written is one of them, and its text is found all the same.
 std::string Accounted(Outcome const& outcome) {
-    return outcome.account.lost == outcome.verdict.lost
+    long const counted = outcome.account.lost;
+    long const least = outcome.verdict.lost;
+    return counted >= least && counted <= least + outcome.verdict.unended
                ? ""
-               : "has counted " + std::to_string(outcome.account.lost) + " lost instead of " +
-                     std::to_string(outcome.verdict.lost) + "; ";
+               : "has counted " + std::to_string(counted) + " lost instead of " +
+                     std::to_string(least) + "; ";
 }
 
 std::string Whole(Outcome const& outcome) {
