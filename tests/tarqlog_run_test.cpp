@@ -498,12 +498,14 @@ TEST(TarqlogRunTest, KeyOfTheTerminalIsNotSentOnSinceTheTerminalSendsItToAll) {
                          terminal.Adopt();
                      });
     EXPECT_EQ(tool.ReadOutputLine(), "I (setsid):ready\n");
+    tool.Signal(SIGSTOP);  // so that the tool finds both signals
     terminal.PressInterrupt();
     tool.Signal(SIGTERM);
+    tool.Signal(SIGCONT);
 
     ChildResult const result = tool.Finish();
 
-    EXPECT_EQ(result.exitStatus, 5);
+    EXPECT_EQ(result.exitStatus, 5) << result.signal;
     EXPECT_EQ(result.output, "");
 }
 

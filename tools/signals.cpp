@@ -140,6 +140,7 @@ pid_t ForkAndForward(bool hangUpReopens) {
     struct sigaction forward = {};
     forward.sa_sigaction = &Forward;
     forward.sa_flags = SA_RESTART | SA_SIGINFO;
+    ::sigfillset(&forward.sa_mask);  // of two at once the first is handled first
     struct sigaction note = {};
     note.sa_handler = &NoteEndOfChild;
     note.sa_flags = SA_RESTART | SA_NOCLDSTOP;
