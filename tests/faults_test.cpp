@@ -74,6 +74,9 @@ TEST(FaultsTest, LineMissingInTheAccountIsNoticed) {
     EXPECT_NE(row.miss(outcome), "");
     account.lines = account.atMost;
     account.lost = 1;
+    outcome.verdict.unended = 1;
+    EXPECT_EQ(row.miss(outcome), "");
+    outcome.verdict.unended = 0;
     EXPECT_EQ(row.miss(outcome), "has counted 1 lost instead of 0; ");
     account.lost = 0;
     outcome.verdict.lost = 1;
