@@ -106,7 +106,7 @@ private:
         } else if (plant_ == Plant::kLeakedDescriptor) {
             ::open("/dev/null", O_RDONLY | O_CLOEXEC);
         } else if (plant_ == Plant::kGrowingMemory) {
-            hoard_.emplace_back(100000, 'x');
+            hoard_.emplace_back().reserve(2 << 20);  // enough, should few lines come this way
         }
     }
 
