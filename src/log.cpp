@@ -327,13 +327,14 @@ LogStreamStatement& LogStreamStatement::Insert(Number value) {
     if constexpr (!kIsAsAStreamPrintsIt<Number>) {
         Stream() << value;
         return *this;
+    } else {  // a library may lack what it is not asked for
+        if (kNumberBytes <= kStreamBytes - size_ && isClassic_) {
+            char* const text = place_ + size_;
+            size_ += static_cast<std::size_t>(ToText(text, text + kNumberBytes, value).ptr - text);
+            return *this;
+        }
+        return InsertFirst(value);
     }
-    if (kNumberBytes <= kStreamBytes - size_ && isClassic_) {
-        char* const text = place_ + size_;
-        size_ += static_cast<std::size_t>(ToText(text, text + kNumberBytes, value).ptr - text);
-        return *this;
-    }
-    return InsertFirst(value);
 }
 
 /// Inserts a number for which there is no room yet, or which may need the stream. Like a stream the
