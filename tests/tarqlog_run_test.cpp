@@ -35,7 +35,7 @@ ChildResult RunScript(Arguments const& options, std::string const& script,
 
 /// A script that says "ready", and its last words when it gets one of the `signals`.
 std::string ScriptUntil(std::string const& signals) {
-    return "trap 'kill $!; echo last words; printf unfinished >&2; exit 5' " + signals +
+    return "trap 'kill -9 $!; echo last words; printf unfinished >&2; exit 5' " + signals +
            "; sleep 600 & echo ready; wait";
 }
 
@@ -372,10 +372,11 @@ TEST(TarqlogRunTest, SignalGoesToTheCommandWhoseLastWordsAreLogged) {
 }
 
 TEST(TarqlogRunTest, SignalMayComeAsOftenAsTheCommandTakesIt) {
-    RunningTool tool(RunOf({"-o", "stdout"},
-                           "n=0; trap 'n=$((n+1)); echo $n; [ $n = 3 ] && kill $! && exit 0' TERM; "
-                           "sleep 600 & echo ready; while :; do wait; done"),
-                     ResetSignals);
+    RunningTool tool(
+        RunOf({"-o", "stdout"},
+              "n=0; trap 'n=$((n+1)); echo $n; [ $n = 3 ] && kill -9 $! && exit 0' TERM; "
+              "sleep 600 & echo ready; while :; do wait; done"),
+        ResetSignals);
     EXPECT_EQ(tool.ReadOutputLine(), "I (sh):ready\n");
     for (std::string const number : {"1", "2", "3"}) {
         tool.Signal(SIGTERM);
@@ -389,7 +390,7 @@ TEST(TarqlogRunTest, SignalReachesTheCommandWhileTheToolCannotWrite) {
     TemporaryDirectory const directory;
     std::string const file = directory.File("told");
     RunningTool tool(RunOf({"-o", "stdout"}, "trap 'echo x >" + file +
-                                                 "; kill $!; exit' TERM; sleep 600 & "
+                                                 "; kill -9 $!; exit' TERM; sleep 600 & "
                                                  "seq 1 10000; wait"),
                      ResetSignals);
     tool.WaitUntilItsOutputIsFull();
@@ -455,7 +456,7 @@ TEST(TarqlogRunTest, HangUpReopensTheFilesAndGoesToTheCommand) {
     TemporaryDirectory const directory;
     std::string const file = directory.File("log");
     RunningTool tool(RunOf({"-o", "file:" + file + ",levels=I", "-o", "stdout"},
-                           "trap 'kill $!; echo hung up; read -r go; echo two; exit 5' HUP; "
+                           "trap 'kill -9 $!; echo hung up; read -r go; echo two; exit 5' HUP; "
                            "sleep 600 & echo one; wait"),
                      ResetSignals);
     EXPECT_EQ(tool.ReadOutputLine(), "I (sh):one\n");
@@ -491,7 +492,7 @@ TEST(TarqlogRunTest, KeyOfTheTerminalIsNotSentOnSinceTheTerminalSendsItToAll) {
     Terminal const terminal;
     // In a session of its own the command gets from the tool alone what it gets.
     RunningTool tool({"run", "-o", "stdout", "--", "setsid", "sh", "-c",
-                      "trap 'echo interrupted' INT; trap 'kill $!; exit 5' TERM; sleep 600 & "
+                      "trap 'echo interrupted' INT; trap 'kill -9 $!; exit 5' TERM; sleep 600 & "
                       "echo ready; wait; wait"},
                      [&] {
                          ResetSignals();
