@@ -1,11 +1,12 @@
 #include "process.h"
 
 #include <fcntl.h>
-#include <sys/wait.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
+#include <optional>
 #include <sstream>
 
 #include "signals.h"
@@ -85,14 +86,12 @@ int Process::Start(std::vector<std::string> const& words, bool hangUpReopens) {
 }
 
 bool Process::HasEnded() {
-    siginfo_t end = {};
     // Left unreaped: its number stays its own, whatever signals are still forwarded to it.
-    if (::waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
-        end.si_pid != pid_) {
-        return false;
+    std::optional<siginfo_t> const end = EndOf(pid_);
+    if (end) {
+        status_ = end->si_status + (end->si_code == CLD_EXITED ? 0 : kSignalBase);
     }
-    status_ = end.si_status + (end.si_code == CLD_EXITED ? 0 : kSignalBase);
-    return true;
+    return end.has_value();
 }
 
 }  // namespace tarqlog::tool

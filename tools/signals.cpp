@@ -34,12 +34,6 @@ extern "C" void NoteEndOfChild(int) {
     childEnded = 1;
 }
 
-bool IsOver(pid_t child) {
-    siginfo_t end = {};
-    return ::waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-           end.si_pid == child;
-}
-
 /// A child that is over has no use for signals. One is enough for the tool, which ends by itself
 /// then; a second one tells that a destination holds it up.
 void EndIfHeldUp(int signal) {
@@ -49,7 +43,7 @@ void EndIfHeldUp(int signal) {
         return;
     }
     stopsForwarded = std::min(stopsForwarded + 1, 2);
-    if (stopsForwarded == 2 && IsOver(forwardedTo)) {
+    if (stopsForwarded == 2 && EndOf(forwardedTo)) {
         ::signal(signal, SIG_DFL);
         ::raise(signal);  // ends the tool as this handler returns
     }
@@ -164,6 +158,15 @@ pid_t ForkAndForward(bool hangUpReopens) {
     }
     Unblock(SIGCHLD);  // whoever started the tool may have blocked it
     return child;
+}
+
+std::optional<siginfo_t> EndOf(pid_t child) {
+    siginfo_t end = {};
+    if (::waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+        end.si_pid != child) {
+        return std::nullopt;
+    }
+    return end;
 }
 
 Waited WaitForInput(pollfd* inputs, nfds_t count, bool untilQuiet) {

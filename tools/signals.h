@@ -2,7 +2,10 @@
 #define TARQLOG_TOOLS_SIGNALS_H_
 
 #include <poll.h>
+#include <signal.h>
 #include <sys/types.h>
+
+#include <optional>
 
 namespace tarqlog::tool {
 
@@ -22,6 +25,9 @@ bool StopRequested();
 /// or a window sends is not sent on: the terminal has sent it to both already.
 /// @param hangUpReopens  each SIGHUP is a request to reopen the files as well, also under nohup
 pid_t ForkAndForward(bool hangUpReopens);
+
+/// How the child has ended, or nothing while it runs. Leaves it unreaped. For signal handlers, too.
+std::optional<siginfo_t> EndOf(pid_t child);
 
 /// What WaitForInput() has waited for.
 enum class Waited {
