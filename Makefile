@@ -5,7 +5,8 @@
 # CFLAGS has nothing to say, there is no C.
 
 PREFIX ?= /usr/local
-CTEST_PARALLEL_LEVEL ?= $(shell nproc 2>/dev/null || echo 1)
+# Some tests wait for most of their time.
+CTEST_PARALLEL_LEVEL ?= $(shell echo $$((2 * $$(nproc))))
 MINUTES ?= 10
 RUNS ?= 100
 FORKS ?= 10000
