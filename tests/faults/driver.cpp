@@ -91,7 +91,6 @@ public:
             threads_.emplace_back([i] {
                 thisThread = i;
                 LogLines(settings.first + i, settings.lines);
-                ++ended_;
             });
         }
     }
@@ -101,8 +100,6 @@ public:
             thread.join();
         }
     }
-
-    bool IsRunning() const { return ended_ < settings.threads; }
 
     /// Returns once each thread has logged a line.
     void AwaitBegun() const {
@@ -119,11 +116,8 @@ public:
     }
 
 private:
-    static std::atomic<int> ended_;
     std::vector<std::thread> threads_;
 };
-
-std::atomic<int> Threads::ended_{0};
 
 // What goes on beside the threads.
 
@@ -187,11 +181,15 @@ void SignalBeside(Threads& threads) {
 }
 
 void ReconfigureBeside(Threads& threads) {
-    for (int change = 0; threads.IsRunning(); ++change) {
-        Reconfigure(change);
+    threads.AwaitBegun();
+    long const last = board->Returned() + settings.at;
+    int change = 0;
+    do {
+        Reconfigure(change++);
         CountHit();
         Pause();
-    }
+    } while (board->Returned() < last);
+    isOver = true;
 }
 
 void LetItEnd(Threads& /*threads*/) {

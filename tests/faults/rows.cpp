@@ -445,7 +445,7 @@ Outcome RefuseRename(Scene const& scene) {
 
 Outcome ReconfigureBeside(Scene const& scene) {
     return RunThrough(scene, {"threads=64", "task=reconfigure",
-                              "lines=" + std::to_string(scene.Scaled(50, 500))});
+                              "at=" + std::to_string(scene.Scaled(3200, 32000))});
 }
 
 Outcome JumpingClock(Scene const& scene) {
