@@ -3,8 +3,6 @@
 #include <pthread.h>
 
 #include <climits>
-#include <fstream>
-#include <iterator>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -409,8 +407,7 @@ std::string ObjectOf(std::string const& statement, std::string const& level,
                                              "-I" TARQLOG_TEST_INCLUDE_DIR, "-x", "c++", "-"},
                                             code);
     EXPECT_EQ(compiled.exitStatus, 0) << compiled.errors;
-    std::ifstream file(object, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    return ReadWholeFile(object);
 }
 
 INSTANTIATE_TEST_SUITE_P(Standards, FormatStandardTest,

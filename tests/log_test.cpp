@@ -14,7 +14,6 @@
 #include <ctime>
 #include <fstream>
 #include <iomanip>
-#include <iterator>
 #include <limits>
 #include <locale>
 #include <new>
@@ -1229,8 +1228,7 @@ std::string ObjectOf(std::string const& statement, std::string const& minimum,
                     object, "-I" TARQLOG_TEST_INCLUDE_DIR, "-x", "c++", "-"},
                    code);
     EXPECT_EQ(compiled.exitStatus, 0) << compiled.errors;
-    std::ifstream file(object, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    return ReadWholeFile(object);
 }
 
 class RemovedStatementTest : public testing::TestWithParam<const char*> {};
